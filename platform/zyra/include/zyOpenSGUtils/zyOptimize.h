@@ -1,0 +1,40 @@
+#ifndef ZYOPTIMIZE_H
+#define ZYOPTIMIZE_H
+
+#include <zyOpenSGUtils/zyOpenSGUtilsApi.h>
+
+#include <OpenSG/OSGNode.h>
+
+/// Operations that move transformations through a scene without changing what it draws.
+class ZYOPENSGUTILS_API zyOptimize
+{
+public:
+    /// Takes the scale out of the `osg::Transform3D` core of `root` and pushes it down through everything
+    /// below. Afterwards the scene draws the same, in the same place and size, and the root's scale is (1, 1,
+    /// 1).
+    ///
+    /// With S the root's scale, its matrix A*S becomes A and everything below it is expressed in coordinates
+    /// that are S times the former ones:
+    ///
+    /// - The matrix M of each transformation below becomes S*M*S^-1. For a uniform scale that leaves
+    ///   rotation, scale and shear as they are, bit for bit, and multiplies by the scale: the translation
+    ///   column of a plain `osg::Transform`; `translation` and `center` of an `osg::ComponentTransform`;
+    ///   `translation`, `rotatePivot`, `rotatePivotTranslation`, `scalePivot` and `scalePivotTranslation` of
+    ///   an `osg::Transform3D`. For a non-uniform scale the result is exact too: an `osg::Transform3D` gets
+    ///   new components, with its pivots folded into the translation where it rotates; an
+    ///   `osg::ComponentTransform`, which cannot hold the result, is replaced by an `osg::Transform`.
+    /// - The transformation of a drawable is treated the same way.
+    /// - Positions of geometry are multiplied by S (homogeneous ones keep their w). Normals stay as they are
+    ///   for a uniform positive scale; otherwise they are multiplied by S^-1 and brought back to their
+    ///   length.
+    /// - The root's `scalePivot` becomes S*scalePivot, its `scalePivotTranslation` takes up the rest.
+    ///
+    /// Cores, drawable transformations and properties that are shared stay shared and are scaled once. Those
+    /// that are also used outside the subtree are cloned first; the clone is shared by all users inside.
+    ///
+    /// Nothing happens when `root` is null, has no `osg::Transform3D` core, or its scale is (1, 1, 1), not
+    /// finite or not invertible (a component is 0).
+    static void flushSelectedTransformationScales(const osg::NodePtr& root);
+};
+
+#endif
