@@ -1,0 +1,48 @@
+#pragma once
+
+#include "kelda/KApi.h"
+#include "kelda/KStatus.h"
+#include "kelda/KString.h"
+
+/// The scene as a file.
+///
+/// A call that fails shows one line through KGlobal::displayError: the file, the place in it where there is
+/// one, and the reason. File names that are not absolute are taken from the process's current directory.
+class KELDA_API KFileIO
+{
+public:
+    /// How references to other files are loaded. Scenes of this SDK hold none; there is one way.
+    enum ReferenceMode { kLoadDefault = 0 };
+
+    /// Empties the scene; default nodes remain. There is nothing that could keep it from being done, so
+    /// `force` changes nothing.
+    static KStatus newFile(bool force = false);
+
+    /// Opens a scene in the place of the present one. Whether it is of the form "keldaAscii" or "keldaBinary"
+    /// is told by the content, whatever the name; `type` (null: either) must agree with it. A name with
+    /// backslashes that names no file is tried again with slashes in their place. After a failure the scene
+    /// is empty.
+    ///
+    /// Node types and attributes that a newer version knows are left out with a warning for each kind;
+    /// `ignoreVersion` changes nothing about that.
+    static KStatus open(const KString& file, const char* type = nullptr, bool force = false,
+                        ReferenceMode mode = kLoadDefault, bool ignoreVersion = false);
+
+    /// Adds what a file holds to the scene: a scene of either form (told by the content), or a file of
+    /// another format, told by its suffix (obj, ply, stl, gltf, glb, ...). Names that are taken are made
+    /// unique. The working unit and the values of default nodes stay as they are. After a failure the scene
+    /// is what it was.
+    ///
+    /// From other formats come: transforms; polygon meshes with normals and UV sets ("map1", "uvSet1", ...),
+    /// one shape for each mesh however many nodes use it; a lambert and a shading group for each material.
+    /// Numbers are taken as centimetres. Points and lines are left out.
+    ///
+    /// A namespace (null or empty: none) is refused with kInvalidParameter: names here have none.
+    static KStatus import(const KString& file, const char* type = nullptr, bool preserveReferences = false,
+                          const char* nameSpace = nullptr);
+
+    /// Saves the scene. `type`: "keldaAscii", "keldaBinary", or null: by the suffix, "ka" or "kb" in any
+    /// letter case. An existing file is replaced when the new one is complete and on the disk, or else stays
+    /// as it is; `force` changes nothing about that.
+    static KStatus saveAs(const KString& file, const char* type = nullptr, bool force = false);
+};

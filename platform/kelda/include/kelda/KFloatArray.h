@@ -1,0 +1,10 @@
+#pragma once
+
+#include "kelda/KArray.h"
+
+class KFloatArray : public KArray<float>
+{
+public:
+    using KArray<float>::KArray;
+    KFloatArray() {}
+};

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "kelda/KApi.h"
+
+/// Lets a test make calls of the SDK fail. Operations are named "Class::function"; those that can fail on
+/// demand ask KFaults::hit. While nothing is armed, asking is one load of a flag.
+namespace KFaults
+{
+
+/// From the n-th call of the operation from now (1: the next one), `count` calls in a row fail. Again for the
+/// same operation: replaces what was armed for it.
+KELDA_API void failCall(const char* operation, unsigned n = 1, unsigned count = 1);
+/// Counts calls from now on, without making any fail.
+KELDA_API void watch();
+/// Disarms everything, stops counting and forgets all counts.
+KELDA_API void clear();
+/// Calls of the operation since the first failCall() or watch() after clear().
+KELDA_API unsigned calls(const char* operation);
+
+/// For the library: counts a call; true when it is to fail.
+KELDA_API extern bool armed;
+KELDA_API bool hitSlow(const char* operation);
+inline bool hit(const char* operation)
+{
+    return armed && hitSlow(operation);
+}
+
+} // namespace KFaults

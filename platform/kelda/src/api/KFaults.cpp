@@ -1,0 +1,60 @@
+#include "kelda/testing/KFaults.h"
+
+#include <map>
+#include <string>
+
+namespace KFaults
+{
+
+bool armed = false;
+
+namespace
+{
+
+struct Operation {
+    unsigned calls = 0;
+    unsigned failFrom = 0; ///< number of the first call that fails; 0: none
+    unsigned failCount = 0;
+};
+
+std::map<std::string, Operation>& operations()
+{
+    static std::map<std::string, Operation> all;
+    return all;
+}
+
+} // namespace
+
+void failCall(const char* operation, unsigned n, unsigned count)
+{
+    Operation& o = operations()[operation];
+    o.failFrom = o.calls + n;
+    o.failCount = n == 0 ? 0 : count;
+    armed = true;
+}
+
+void watch()
+{
+    armed = true;
+}
+
+void clear()
+{
+    operations().clear();
+    armed = false;
+}
+
+unsigned calls(const char* operation)
+{
+    const auto found = operations().find(operation);
+    return found == operations().end() ? 0 : found->second.calls;
+}
+
+bool hitSlow(const char* operation)
+{
+    Operation& o = operations()[operation];
+    ++o.calls;
+    return o.failCount > 0 && o.calls >= o.failFrom && o.calls - o.failFrom < o.failCount;
+}
+
+} // namespace KFaults

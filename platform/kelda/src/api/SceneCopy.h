@@ -1,0 +1,18 @@
+#pragma once
+
+#include "graph/Scene.h"
+#include "kelda/KTransformationMatrix.h"
+
+namespace kelda
+{
+
+KTransformationMatrix componentsOf(const TransformData& data);
+void setComponents(TransformData& data, const KTransformationMatrix& from); ///< rotate order included
+KMatrix localMatrix(const TransformData& data);
+/// The product of the local matrices along a path, from its end up to the world.
+KMatrix worldMatrix(const Scene& scene, const NodeId* ids, size_t count);
+
+/// See KFnDagNode::duplicate. `made`: the new (or newly instanced) transform; untouched on failure.
+Outcome duplicateNode(Scene& scene, DagNode& node, bool instance, bool instanceLeaf, NodeId& made);
+
+} // namespace kelda
