@@ -1,0 +1,507 @@
+#include "io/ForeignImport.h"
+
+#include "io/BinaryReader.h"
+#include "io/BinaryWriter.h"
+#include "io/ForeignTree.h"
+
+#include <assimp/Importer.hpp>
+#include <assimp/material.h>
+#include <assimp/scene.h>
+
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <map>
+#include <new>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define KELDA_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define KELDA_ADDRESS_SANITIZER 1
+#endif
+#endif
+
+namespace kelda
+{
+
+// -- What the import library found, as a scene of ours --------------------------------------------
+
+namespace
+{
+
+/// Counts what could not be taken over.
+struct Losses {
+    size_t lowFaces = 0;   ///< points and lines
+    size_t wrongFaces = 0; ///< of vertices that do not exist or are not finite
+    size_t emptyMeshes = 0;
+    size_t wrongNumbers = 0; ///< normals and UVs
+};
+
+std::string legalNameOf(const aiString& name)
+{
+    return Scene::legalName(std::string_view(name.C_Str(), std::strlen(name.C_Str())));
+}
+
+bool isFinite(const aiVector3D& v)
+{
+    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+}
+
+void takeMesh(const aiMesh& from, ForeignMesh& to, Losses& losses)
+{
+    to.name = legalNameOf(from.mName);
+    to.material = static_cast<int>(from.mMaterialIndex);
+    MeshData& data = to.data;
+    const size_t vertexCount = from.mVertices ? from.mNumVertices : 0;
+    std::vector<bool> usable(vertexCount);
+    data.points.resize(vertexCount * 3);
+    for (size_t i = 0; i < vertexCount; ++i) {
+        const aiVector3D& p = from.mVertices[i];
+        usable[i] = isFinite(p);
+        data.points[3 * i] = usable[i] ? p.x : 0;
+        data.points[3 * i + 1] = usable[i] ? p.y : 0;
+        data.points[3 * i + 2] = usable[i] ? p.z : 0;
+    }
+    for (unsigned f = 0; f < from.mNumFaces; ++f) {
+        const aiFace& face = from.mFaces[f];
+        if (face.mNumIndices < 3) {
+            ++losses.lowFaces;
+            continue;
+        }
+        bool good = true;
+        for (unsigned k = 0; k < face.mNumIndices && good; ++k)
+            good = face.mIndices[k] < vertexCount && usable[face.mIndices[k]];
+        if (!good) {
+            ++losses.wrongFaces;
+            continue;
+        }
+        data.faceCounts.push_back(static_cast<int32_t>(face.mNumIndices));
+        for (unsigned k = 0; k < face.mNumIndices; ++k)
+            data.faceVertices.push_back(static_cast<int32_t>(face.mIndices[k]));
+    }
+    if (from.mNormals) {
+        data.normals.resize(vertexCount * 3);
+        for (size_t i = 0; i < vertexCount; ++i) {
+            const aiVector3D& n = from.mNormals[i];
+            const bool good = isFinite(n);
+            losses.wrongNumbers += good ? 0 : 1;
+            data.normals[3 * i] = good ? n.x : 0;
+            data.normals[3 * i + 1] = good ? n.y : 0;
+            data.normals[3 * i + 2] = good ? n.z : 0;
+        }
+        data.normalIds = data.faceVertices;
+    }
+    for (unsigned c = 0; c < AI_MAX_NUMBER_OF_TEXTURECOORDS; ++c) {
+        if (!from.mTextureCoords[c])
+            continue;
+        data.uvSets.emplace_back();
+        UVSet& set = data.uvSets.back();
+        set.name = c == 0 ? "map1" : "uvSet" + std::to_string(c);
+        set.u.resize(vertexCount);
+        set.v.resize(vertexCount);
+        for (size_t i = 0; i < vertexCount; ++i) {
+            const aiVector3D& t = from.mTextureCoords[c][i];
+            const bool good = std::isfinite(t.x) && std::isfinite(t.y);
+            losses.wrongNumbers += good ? 0 : 1;
+            set.u[i] = good ? t.x : 0;
+            set.v[i] = good ? t.y : 0;
+        }
+        set.ids = data.faceVertices;
+    }
+}
+
+void takeMatrix(const aiMatrix4x4& from, double to[4][4])
+{
+    bool good = true;
+    for (unsigned i = 0; i < 4; ++i)
+        for (unsigned j = 0; j < 4; ++j)
+            good = good && std::isfinite(from[i][j]);
+    for (unsigned i = 0; i < 3 && good; ++i)
+        for (unsigned j = 0; j < 4; ++j)
+            to[i][j] = static_cast<double>(from[i][j]);
+}
+
+void takeMaterial(const aiMaterial& from, ForeignMaterial& to)
+{
+    aiString name;
+    if (from.Get(AI_MATKEY_NAME, name) == aiReturn_SUCCESS)
+        to.name = legalNameOf(name);
+    aiColor4D color;
+    to.hasColor = from.Get(AI_MATKEY_COLOR_DIFFUSE, color) == aiReturn_SUCCESS && std::isfinite(color.r) &&
+                  std::isfinite(color.g) && std::isfinite(color.b);
+    to.color[0] = color.r;
+    to.color[1] = color.g;
+    to.color[2] = color.b;
+}
+
+/// A node's meshes: one goes to the node itself, several go to nodes of their own, before the other children.
+void takeNodes(const aiScene& from, ForeignScene& to)
+{
+    struct Step {
+        const aiNode* node;
+        uint32_t parent;
+    };
+    std::vector<Step> todo{{from.mRootNode, kNoIndex}};
+    while (!todo.empty()) {
+        const Step step = todo.back();
+        todo.pop_back();
+        ForeignNode node;
+        node.name = legalNameOf(step.node->mName);
+        takeMatrix(step.node->mTransformation, node.matrix);
+        std::vector<int> meshes;
+        for (unsigned i = 0; i < step.node->mNumMeshes; ++i)
+            if (step.node->mMeshes[i] < to.meshes.size() &&
+                !to.meshes[step.node->mMeshes[i]].data.faceCounts.empty())
+                meshes.push_back(static_cast<int>(step.node->mMeshes[i]));
+        // Some formats have no node that could stand at the top; the library then makes one that means
+        // nothing.
+        const bool isWrapper = step.parent == kNoIndex && node.name.empty() && meshes.empty() &&
+                               step.node->mTransformation.IsIdentity() && step.node->mNumChildren > 0;
+        uint32_t index = kNoIndex;
+        if (!isWrapper) {
+            index = static_cast<uint32_t>(to.nodes.size());
+            to.nodes.push_back(std::move(node));
+            (step.parent == kNoIndex ? to.roots : to.nodes[step.parent].children).push_back(index);
+            if (meshes.size() == 1)
+                to.nodes[index].mesh = meshes[0];
+            for (size_t i = 0; i < meshes.size() && meshes.size() > 1; ++i) {
+                ForeignNode holder;
+                holder.name = to.meshes[static_cast<size_t>(meshes[i])].name;
+                holder.mesh = meshes[i];
+                to.nodes[index].children.push_back(static_cast<uint32_t>(to.nodes.size()));
+                to.nodes.push_back(std::move(holder));
+            }
+        }
+        for (unsigned i = step.node->mNumChildren; i-- > 0;)
+            todo.push_back({step.node->mChildren[i], index});
+    }
+}
+
+void takeScene(const aiScene& from, ForeignScene& to, Losses& losses)
+{
+    to.meshes.resize(from.mNumMeshes);
+    std::vector<int> materials(from.mNumMaterials, -1);
+    for (unsigned i = 0; i < from.mNumMeshes; ++i) {
+        takeMesh(*from.mMeshes[i], to.meshes[i], losses);
+        losses.emptyMeshes += to.meshes[i].data.faceCounts.empty() ? 1 : 0;
+    }
+    for (unsigned i = 0; i < from.mNumMaterials; ++i) {
+        to.materials.emplace_back();
+        takeMaterial(*from.mMaterials[i], to.materials.back());
+    }
+    for (ForeignMesh& mesh : to.meshes)
+        if (mesh.material >= static_cast<int>(to.materials.size()))
+            mesh.material = -1;
+    if (from.mRootNode) // files that hold nothing have none
+        takeNodes(from, to);
+}
+
+// -- The process that reads -----------------------------------------------------------------------
+
+/// Bytes to an open file.
+class FileOutput : public Output
+{
+public:
+    explicit FileOutput(int file) : _file(file) { _buffer.reserve(kBufferSize); }
+    bool write(const void* bytes, size_t count) override
+    {
+        const char* const from = static_cast<const char*>(bytes);
+        if (_buffer.size() + count > kBufferSize && !flush())
+            return false;
+        if (count >= kBufferSize)
+            return give(from, count);
+        _buffer.append(from, count);
+        return true;
+    }
+    bool flush()
+    {
+        const bool done = give(_buffer.data(), _buffer.size());
+        _buffer.clear();
+        return done;
+    }
+    const std::string& error() const override { return _error; }
+
+private:
+    static constexpr size_t kBufferSize = 1 << 20;
+
+    bool give(const char* from, size_t count)
+    {
+        while (count > 0) {
+            const ssize_t written = ::write(_file, from, count);
+            if (written < 0 && errno == EINTR)
+                continue;
+            if (written <= 0) {
+                _error = std::string("cannot be converted: ") + std::strerror(errno);
+                return false;
+            }
+            from += written;
+            count -= static_cast<size_t>(written);
+        }
+        return true;
+    }
+
+    int _file;
+    std::string _buffer;
+    std::string _error;
+};
+
+constexpr uint64_t kMegabyte = 1 << 20;
+
+uint64_t secondsFor(uint64_t fileSize)
+{
+    return 60 + fileSize / kMegabyte;
+}
+
+#ifndef KELDA_ADDRESS_SANITIZER // which reserves terabytes
+/// Address space now in use, in bytes.
+uint64_t addressSpace()
+{
+    unsigned long pages = 0;
+    if (std::FILE* file = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(file, "%lu", &pages) != 1)
+            pages = 0;
+        std::fclose(file);
+    }
+    return static_cast<uint64_t>(pages) * static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
+}
+#endif
+
+void limit(int resource, uint64_t soft, uint64_t hard)
+{
+    rlimit now;
+    if (::getrlimit(static_cast<__rlimit_resource_t>(resource), &now) != 0)
+        return;
+    rlimit wanted;
+    wanted.rlim_max = std::min<rlim_t>(hard, now.rlim_max);
+    wanted.rlim_cur = std::min<rlim_t>(soft, wanted.rlim_max);
+    ::setrlimit(static_cast<__rlimit_resource_t>(resource), &wanted);
+}
+
+/// The import library must not take this process's crash handlers, standard streams or resources along.
+void enterSandbox(uint64_t fileSize)
+{
+    for (int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGXCPU, SIGPIPE, SIGTERM, SIGINT})
+        ::signal(signal, SIG_DFL);
+    const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (int stream = 0; stream < 3 && nothing >= 0; ++stream)
+        ::dup2(nothing, stream);
+    limit(RLIMIT_CORE, 0, 0);
+    limit(RLIMIT_CPU, secondsFor(fileSize), secondsFor(fileSize) + 1);
+#ifndef KELDA_ADDRESS_SANITIZER
+    // A scene takes some ten times the room of its file. What is allowed on top of that is for files that
+    // name others.
+    const uint64_t room = addressSpace() + 2048 * kMegabyte + 64 * fileSize;
+    limit(RLIMIT_AS, room, room);
+#endif
+}
+
+/// One line for the waiting process: "!" and the reason of a failure, "+" and a note, "." when all is done.
+void say(int pipe, char kind, std::string text)
+{
+    for (char& c : text)
+        if (c == '\n' || c == '\r')
+            c = ' ';
+    text.insert(text.begin(), kind);
+    text += '\n';
+    const char* at = text.data();
+    size_t left = text.size();
+    while (left > 0) {
+        const ssize_t written = ::write(pipe, at, left);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return;
+        at += written;
+        left -= static_cast<size_t>(written);
+    }
+}
+
+void note(int pipe, size_t count, const char* what)
+{
+    if (count > 0)
+        say(pipe, '+', "left out: " + std::to_string(count) + " " + what);
+}
+
+bool readHere(const std::string& path, int result, int pipe)
+{
+    Assimp::Importer importer;
+    const aiScene* const scene = importer.ReadFile(path, 0);
+    if (!scene) {
+        const std::string why = importer.GetErrorString();
+        say(pipe, '!', why.empty() ? "the file cannot be read" : why);
+        return false;
+    }
+    ForeignScene foreign;
+    Losses losses;
+    takeScene(*scene, foreign, losses);
+    arrangeForSharing(foreign);
+    FileOutput output(result);
+    BinaryWriter writer(output);
+    if (!tellForeignScene(foreign, writer) || !output.flush()) {
+        say(pipe, '!', writer.error().empty() ? output.error() : writer.error());
+        return false;
+    }
+    note(pipe, losses.lowFaces, "points and lines");
+    note(pipe, losses.wrongFaces, "faces with vertices that do not exist or are not finite");
+    note(pipe, losses.emptyMeshes, "meshes without faces");
+    note(pipe, losses.wrongNumbers, "normals and UVs that are not finite");
+    say(pipe, '.', "");
+    return true;
+}
+
+[[noreturn]] void readAndExit(const std::string& path, uint64_t fileSize, int result, int pipe)
+{
+    enterSandbox(fileSize);
+    int code = 1;
+    try {
+        code = readHere(path, result, pipe) ? 0 : 1;
+    } catch (const std::bad_alloc&) {
+        say(pipe, '!', "the file needs more memory than a file of its size may");
+    } catch (const std::exception& problem) {
+        say(pipe, '!', problem.what());
+    } catch (...) {
+        say(pipe, '!', "the file cannot be read");
+    }
+    ::_exit(code); // nothing of the parent's is flushed or destroyed twice
+}
+
+// -- The process that waits -----------------------------------------------------------------------
+
+uint64_t milliseconds()
+{
+    timespec now;
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
+}
+
+/// Everything that is said, until the other side is gone or `deadline` has passed.
+bool listen(int pipe, uint64_t deadline, std::string& said)
+{
+    constexpr size_t kEnough = 1 << 16;
+    char bytes[4096];
+    for (;;) {
+        const uint64_t now = milliseconds();
+        if (now >= deadline)
+            return false;
+        pollfd wait = {pipe, POLLIN, 0};
+        const int ready = ::poll(&wait, 1, static_cast<int>(std::min<uint64_t>(deadline - now, 60000)));
+        if (ready < 0 && errno != EINTR)
+            return false;
+        if (ready <= 0)
+            continue;
+        const ssize_t got = ::read(pipe, bytes, sizeof bytes);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return true;
+        if (said.size() < kEnough)
+            said.append(bytes, static_cast<size_t>(got));
+    }
+}
+
+std::string reasonOf(int status)
+{
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)
+        return "reading it took too long";
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)
+        return "reading it took too long or too much memory";
+    if (WIFSIGNALED(status))
+        return "the import library crashed on it (signal " + std::to_string(WTERMSIG(status)) + ")";
+    return "the import library gave up on it";
+}
+
+/// Closes what it holds.
+struct Descriptor {
+    int value = -1;
+    ~Descriptor() { close(); }
+    void close()
+    {
+        if (value >= 0)
+            ::close(value);
+        value = -1;
+    }
+};
+
+} // namespace
+
+bool isForeignName(const std::string& path)
+{
+    const size_t dot = path.find_last_of("./");
+    if (dot == std::string::npos || path[dot] == '/' || dot + 1 == path.size())
+        return false;
+    return Assimp::Importer().IsExtensionSupported(path.substr(dot));
+}
+
+// The child allocates after fork(). Only async-signal-safe calls are promised to work there when the parent
+// has other threads; glibc goes further and hands the child a working allocator, and no other lock of the
+// parent's is needed.
+bool readForeign(const std::string& path, SceneSink& sink, std::vector<std::string>& notes,
+                 std::string& error)
+{
+    struct stat about;
+    if (::stat(path.c_str(), &about) != 0) {
+        error = std::strerror(errno);
+        return false;
+    }
+    const uint64_t fileSize = static_cast<uint64_t>(about.st_size);
+    Descriptor result;
+    Descriptor ends[2];
+    int pipe[2];
+    result.value = ::memfd_create("kelda import", MFD_CLOEXEC);
+    if (result.value < 0 || ::pipe2(pipe, O_CLOEXEC) != 0) {
+        error = std::string("cannot be imported: ") + std::strerror(errno);
+        return false;
+    }
+    ends[0].value = pipe[0];
+    ends[1].value = pipe[1];
+    const pid_t child = ::fork();
+    if (child < 0) {
+        error = std::string("cannot be imported: ") + std::strerror(errno);
+        return false;
+    }
+    if (child == 0)
+        readAndExit(path, fileSize, result.value, pipe[1]);
+    ends[1].close();
+    std::string said;
+    const bool inTime = listen(pipe[0], milliseconds() + 2000 * secondsFor(fileSize), said);
+    if (!inTime)
+        ::kill(child, SIGKILL);
+    int status = 0;
+    pid_t waited = -1;
+    do
+        waited = ::waitpid(child, &status, 0);
+    while (waited < 0 && errno == EINTR);
+
+    // What was said counts; the exit status only explains silence (a host may reap its children itself).
+    bool done = false;
+    for (size_t from = 0; from < said.size();) {
+        const size_t to = std::min(said.find('\n', from), said.size());
+        const std::string text = said.substr(from + 1, to - from - 1);
+        if (said[from] == '.')
+            done = true;
+        else if (said[from] == '+')
+            notes.push_back(text);
+        else if (error.empty())
+            error = text;
+        from = to + 1;
+    }
+    if (!done) {
+        if (error.empty())
+            error = waited == child ? reasonOf(status) : "the import library gave up on it";
+        return false;
+    }
+    return readBinary(result.value, sink, error);
+}
+
+} // namespace kelda

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "io/SceneSink.h"
+
+namespace kelda
+{
+
+/// Whether files of this name are of a format that can be imported besides "ka" and "kb". Only the suffix
+/// counts.
+bool isForeignName(const std::string& path);
+
+/// Reads such a file and tells the sink what is in it. The reading is done by a process of its own, with
+/// limits on time and memory: whatever a damaged file does to the import library, this process gets a
+/// verified scene or an error. `notes`: what was left out, one line each.
+bool readForeign(const std::string& path, SceneSink& sink, std::vector<std::string>& notes,
+                 std::string& error);
+
+} // namespace kelda

@@ -1,0 +1,306 @@
+#include "ioTools.h"
+
+#include "kelda/KDagPathArray.h"
+#include "kelda/KFnDagNode.h"
+#include "kelda/KFnMesh.h"
+#include "kelda/KFnTransform.h"
+#include "kelda/KItDag.h"
+#include "kelda/KMatrix.h"
+#include "kelda/KObjectArray.h"
+#include "kelda/KPlugArray.h"
+#include "kelda/KStringArray.h"
+
+#include <assimp/Importer.hpp>
+#include <assimp/scene.h>
+
+#include <cmath>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+struct Counts {
+    size_t shapes = 0;
+    size_t uses = 0;
+    size_t faces = 0;
+    size_t drawn = 0;
+};
+
+class ForeignImport : public FileTest
+{
+protected:
+    static Counts countScene()
+    {
+        Counts counts;
+        KDagPath path;
+        for (KItDag it(KItDag::kDepthFirst, KFn::kMesh); !it.isDone(); it.next()) {
+            it.getPath(path);
+            if (!path.node().hasFn(KFn::kMesh))
+                continue; // a transform, which answers for its shape
+            const KFnMesh mesh(path);
+            const size_t faces = static_cast<size_t>(mesh.numPolygons());
+            ++counts.uses;
+            counts.drawn += faces;
+            if (path.instanceNumber() == 0) {
+                ++counts.shapes;
+                counts.faces += faces;
+            }
+        }
+        return counts;
+    }
+
+    static std::vector<std::string> names()
+    {
+        std::vector<std::string> all;
+        KDagPath path;
+        for (KItDag it; !it.isDone(); it.next()) {
+            it.getPath(path);
+            all.push_back(path.fullPathName().asChar());
+        }
+        return all;
+    }
+};
+
+size_t facesOf(const aiMesh& mesh)
+{
+    size_t count = 0;
+    for (unsigned i = 0; i < mesh.mNumFaces; ++i)
+        count += mesh.mFaces[i].mNumIndices >= 3 ? 1 : 0;
+    return count;
+}
+
+void countAssimp(const aiScene& scene, Counts& counts)
+{
+    std::vector<const aiNode*> todo;
+    if (scene.mRootNode)
+        todo.push_back(scene.mRootNode);
+    std::map<unsigned, bool> used;
+    while (!todo.empty()) {
+        const aiNode* node = todo.back();
+        todo.pop_back();
+        for (unsigned i = 0; i < node->mNumMeshes; ++i) {
+            const size_t faces = facesOf(*scene.mMeshes[node->mMeshes[i]]);
+            if (faces == 0)
+                continue;
+            ++counts.uses;
+            counts.drawn += faces;
+            if (!used[node->mMeshes[i]]) {
+                used[node->mMeshes[i]] = true;
+                ++counts.shapes;
+                counts.faces += faces;
+            }
+        }
+        todo.insert(todo.end(), node->mChildren, node->mChildren + node->mNumChildren);
+    }
+}
+
+const std::string kCube = "{\"asset\":{\"version\":\"2.0\"},\"scene\":0,\"scenes\":[{\"nodes\":[0]}],";
+
+} // namespace
+
+// -- Small files ----------------------------------------------------------------------------------
+
+TEST_F(ForeignImport, polygonsStayPolygonsAndEachMaterialIsAShadingGroup)
+{
+    write(in("two.mtl"), "newmtl red paint\nKd 1 0.25 0\nnewmtl blue\nKd 0 0 1\n");
+    write(in("two.obj"),
+          "mtllib two.mtl\no quad\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
+          "vn 0 0 1\nusemtl red paint\nf 1/1/1 2/2/1 3/3/1 4/4/1\n"
+          "o tri\nusemtl blue\nf 1/1/1 2/2/1 3/3/1\nl 1 2\n");
+    ASSERT_EQ(KFileIO::import(in("two.obj")), KStatus::kSuccess) << lastError();
+    KDagPath path;
+    std::map<int, std::string> shaderBySize;
+    for (KItDag it(KItDag::kDepthFirst, KFn::kMesh); !it.isDone(); it.next()) {
+        it.getPath(path);
+        if (!path.node().hasFn(KFn::kMesh))
+            continue;
+        const KFnMesh mesh(path);
+        ASSERT_EQ(mesh.numPolygons(), 1);
+        KStringArray sets;
+        mesh.getUVSetNames(sets);
+        ASSERT_EQ(sets.length(), 1u);
+        EXPECT_EQ(sets[0], "map1");
+        KObjectArray groups;
+        KObjectArray components;
+        ASSERT_EQ(mesh.getConnectedSetsAndMembers(0, groups, components, true), KStatus::kSuccess);
+        ASSERT_EQ(groups.length(), 1u);
+        EXPECT_TRUE(components[0].isNull());
+        KPlugArray plugs;
+        KFnDependencyNode(groups[0]).findPlug("surfaceShader").connectedTo(plugs, true, false);
+        ASSERT_EQ(plugs.length(), 1u);
+        shaderBySize[mesh.polygonVertexCount(0)] = KFnDependencyNode(plugs[0].node()).name().asChar();
+    }
+    EXPECT_EQ(shaderBySize[4], "red_paint");
+    EXPECT_EQ(shaderBySize[3], "blue");
+}
+
+TEST_F(ForeignImport, namesOfOtherAlphabetsComeLegalised)
+{
+    write(in("n.obj"), "o st\xc3\xbchl\nv 0 0 0\nv 1 0 0\nv 1 1 0\nf 1 2 3\n");
+    ASSERT_EQ(KFileIO::import(in("n.obj")), KStatus::kSuccess) << lastError();
+    bool found = false;
+    for (const std::string& name : names())
+        found = found || name.find("st_hl") != std::string::npos;
+    EXPECT_TRUE(found);
+}
+
+TEST_F(ForeignImport, matricesOfAnyKindAreKept)
+{
+    const double matrices[][16] = {
+        // column by column
+        {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0.5, 2, 3, 1},                         // moved
+        {-1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1},                          // mirrored
+        {1, 0, 0, 0, 0.5, 2, 0, 0, -0.25, 4, 3, 0, 1, 1, 1, 1},                     // sheared
+        {0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1},                          // turned
+        {0, 0, -1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 0, 1},                          // turned until axes meet
+        {1, 2, 3, 0, 2, 4, 6, 0, 0, 0, 1, 0, 0, 0, 0, 1},                           // flat
+        {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7, 0, 0, 1},                           // a point
+        {0.3, -0.7, 2.5, 0, -1.25, 0.1, 0.4, 0, 0.9, 3.5, -0.6, 0, -3, 0.01, 8, 1}, // anything
+    };
+    std::string nodes;
+    std::string children;
+    int count = 0;
+    for (const auto& m : matrices) {
+        nodes += ",{\"name\":\"m" + std::to_string(count) + "\",\"matrix\":[";
+        for (int i = 0; i < 16; ++i)
+            nodes += (i ? "," : "") + std::to_string(m[i]);
+        nodes += "]}";
+        children += (count ? "," : "") + std::to_string(count + 1);
+        ++count;
+    }
+    write(in("m.gltf"),
+          kCube + "\"nodes\":[{\"name\":\"top\",\"children\":[" + children + "]}" + nodes + "]}");
+    ASSERT_EQ(KFileIO::import(in("m.gltf")), KStatus::kSuccess) << lastError();
+    KDagPath path;
+    int seen = 0;
+    for (KItDag it; !it.isDone(); it.next()) {
+        it.getPath(path);
+        const std::string name = KFnDagNode(path).name().asChar();
+        if (name.size() != 2 || name[0] != 'm')
+            continue;
+        ++seen;
+        const double* wanted = matrices[name[1] - '0'];
+        const KMatrix found = KFnTransform(path).transformationMatrix();
+        double largest = 0;
+        for (int i = 0; i < 12; ++i)
+            largest = std::max(largest, std::fabs(wanted[i]));
+        for (int r = 0; r < 4; ++r)
+            for (int c = 0; c < 4; ++c)
+                EXPECT_NEAR(found.m[r][c], wanted[4 * r + c], 1e-6 * std::max(largest, 1.0))
+                    << name << r << c;
+    }
+    EXPECT_EQ(seen, count);
+}
+
+TEST_F(ForeignImport, failuresAreOneLineAndChangeNothing)
+{
+    write(in("a.obj"), "v 0 0 0\nv 1 0 0\nv 1 1 0\nf 1 2 3\n");
+    ASSERT_EQ(KFileIO::import(in("a.obj")), KStatus::kSuccess) << lastError();
+    const std::string before = sceneText();
+    write(in("bad.gltf"), "{ this is not json");
+    write(in("bad.glb"), std::string("glTF\2\0\0\0\xff\xff\xff\x7f", 12));
+    write(in("empty.ply"), "");
+    write(in("bad.stl"), "solid\nfacet normal x\n");
+    for (const char* name : {"bad.gltf", "bad.glb", "empty.ply", "missing.obj"}) {
+        errors.clear();
+        EXPECT_EQ(KFileIO::import(in(name)), KStatus::kFailure) << name;
+        ASSERT_EQ(errors.size(), 1u) << name;
+        EXPECT_EQ(errors[0].find(in(name) + ": cannot be "), 0u) << errors[0];
+        EXPECT_EQ(sceneText(), before);
+    }
+}
+
+TEST_F(ForeignImport, whatCannotBeTakenOverIsCounted)
+{
+    write(in("l.obj"), "o a\nv 0 0 0\nv 1 0 0\nv 1 1 0\nf 1 2 3\no b\nl 1 2 3\n");
+    ASSERT_EQ(KFileIO::import(in("l.obj")), KStatus::kSuccess) << lastError();
+    ASSERT_GE(infos.size(), 1u);
+    EXPECT_NE(infos[0].find("points and lines"), std::string::npos) << infos[0];
+    EXPECT_EQ(countScene().faces, 1u);
+}
+
+// -- Collected models -----------------------------------------------------------------------------
+
+TEST_F(ForeignImport, collectedModelsHaveAsManyPolygonsAsTheirFiles)
+{
+    const fs::path models = ZY_MODELS_DIR;
+    std::ifstream index(models / "INDEX.tsv");
+    if (!index)
+        GTEST_SKIP() << "the collection of models is not there";
+    std::string line;
+    std::getline(index, line);
+    size_t read = 0;
+    size_t refused = 0;
+    while (std::getline(index, line)) {
+        std::istringstream fields(line);
+        std::string name;
+        std::string reads;
+        std::getline(fields, name, '\t');
+        std::getline(fields, reads, '\t');
+        const std::string path = (models / name).string();
+        KFileIO::newFile(true);
+        errors.clear();
+        const KStatus status = KFileIO::import(path);
+        if (reads != "yes") {
+            EXPECT_EQ(status, KStatus::kFailure) << name;
+            EXPECT_EQ(errors.size(), 1u) << name;
+            ++refused;
+            continue;
+        }
+        ++read;
+        EXPECT_EQ(status, KStatus::kSuccess) << name << ": " << lastError();
+        Assimp::Importer importer;
+        const aiScene* scene = importer.ReadFile(path, 0);
+        ASSERT_NE(scene, nullptr) << name;
+        Counts wanted;
+        countAssimp(*scene, wanted);
+        const Counts found = countScene();
+        EXPECT_EQ(found.shapes, wanted.shapes) << name;
+        EXPECT_EQ(found.uses, wanted.uses) << name;
+        EXPECT_EQ(found.faces, wanted.faces) << name;
+        EXPECT_EQ(found.drawn, wanted.drawn) << name;
+    }
+    EXPECT_GT(read, 100u);
+    EXPECT_GT(refused, 100u);
+}
+
+// Who folds transforms without a matrix into their shapes sees a shared mesh only where the transform above
+// the instance that is met first, which is number 0, has one.
+TEST_F(ForeignImport, sharedMeshesStandBelowATransformWithAMatrix)
+{
+    const fs::path path = fs::path(ZY_MODELS_DIR) / "instanced/city.glb";
+    if (!fs::exists(path))
+        GTEST_SKIP() << "the collection of models is not there";
+    ASSERT_EQ(KFileIO::import(path.string()), KStatus::kSuccess) << lastError();
+    std::map<std::string, bool> met;
+    size_t shared = 0;
+    KDagPath at;
+    for (KItDag it(KItDag::kDepthFirst, KFn::kMesh); !it.isDone(); it.next()) {
+        it.getPath(at);
+        if (!at.node().hasFn(KFn::kMesh))
+            continue;
+        KFnDagNode shape(at);
+        KDagPathArray paths;
+        shape.getAllPaths(paths);
+        if (met[paths[0].fullPathName().asChar()])
+            continue;
+        met[paths[0].fullPathName().asChar()] = true;
+        if (paths.length() < 2)
+            continue;
+        ++shared;
+        EXPECT_EQ(at.instanceNumber(), 0u);
+        KDagPath above = at;
+        ASSERT_EQ(above.pop(), KStatus::kSuccess);
+        EXPECT_TRUE(KFnTransform(above).transformationMatrix() != KMatrix::identity)
+            << above.fullPathName().asChar();
+        EXPECT_EQ(above.child(0), at.node());
+    }
+    EXPECT_EQ(shared, 43u);
+    const Counts counts = countScene();
+    EXPECT_EQ(counts.shapes, 43u);
+    EXPECT_EQ(counts.uses, 2880u);
+}
