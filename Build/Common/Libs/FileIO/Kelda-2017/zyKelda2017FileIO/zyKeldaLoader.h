@@ -1,0 +1,135 @@
+#pragma once
+
+#include "zyKelda2017FileIOExport.h"
+
+#include <OpenSG/OSGGeometry.h>
+#include <OpenSG/OSGMaterial.h>
+#include <OpenSG/OSGNode.h>
+#include <OpenSG/OSGTransform3D.h>
+
+#include <kelda/KDagPath.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+class KFnDagNode;
+class KFnTransform;
+
+/// One import of one Kelda scene file into an OpenSG subtree.
+///
+/// The object holds all state of the import and is destroyed when it is over. Scene-graph handles are stored
+/// as they are, without references of their own: the graph below the root keeps what it needs.
+class ZYKELDA2017FILEIO_API zyKeldaLoader
+{
+public:
+    /// Orders names by length, then from their last character backwards: full path names share long
+    /// beginnings.
+    struct PathNameOrder {
+        bool operator()(const std::string& a, const std::string& b) const;
+    };
+
+    struct NameRecord {
+        std::string name;
+        osg::FieldContainerPtr container;
+    };
+    struct PlanarProjection {
+        osg::MaterialPtr material;
+        std::string placement; ///< name of the place3dTexture node
+    };
+    struct SwitchRecord {
+        osg::NodePtr switchNode;
+        osg::NodePtr transformNode; ///< made for the same DAG path; not yet part of the graph
+    };
+
+    /// Imports a scene file.
+    /// @param fileName path of the scene file, either separator
+    /// @param options  words of the form key=value, joined by anything
+    /// @return the import root with reference count 0; a null node when the name is empty or the file cannot
+    /// be opened
+    static osg::NodePtr read(const std::string& fileName, const std::string& options);
+
+    zyKeldaLoader(const std::string& fileName, const std::string& options);
+    zyKeldaLoader(const zyKeldaLoader& other);
+    zyKeldaLoader& operator=(const zyKeldaLoader& other);
+    virtual ~zyKeldaLoader();
+
+    /// Makes a switch node for a DAG transform and records it in the list of switches. Not called by the
+    /// walk.
+    /// @return the switch node, or a null node when the path is no transform
+    osg::NodePtr convertSwitch(const KDagPath& path);
+
+    /// Deletes a node of the SDK's scene by name and empties the undo queue. Not called by the walk.
+    void deleteKeldaNode(const std::string& name);
+
+private:
+    friend class zyKeldaLoaderTestAccess;
+
+    // -- The import, in running order --------------------------------------------------------------
+    osg::NodePtr read();
+    bool openScene();
+    void addShadowScene();
+    void createNoShadowMeshList();
+    void calcUnit();
+    void stripHistory();
+    void loadMaterialLibrary();
+    void createRoot();
+    void walkScenegraph();
+    void postProcessAddUnitScale();
+    void unloadMaterialLibrary();
+    void postProcessLights();
+
+    // -- Scene walk --------------------------------------------------------------------------------
+    osg::UInt32 countNodes();
+    bool isVisible(const KFnDagNode& fn);
+    osg::NodePtr getOSGNode(const KDagPath& path);
+    void addOSGNode(const KDagPath& path, const osg::NodePtr& node);
+    void addNode(const KDagPath& path, const KFnDagNode& fn, const osg::NodePtr& node, bool visible,
+                 bool rememberPath, bool quiet, bool& rememberedFlag, KDagPath& rememberedPath);
+    void walkPath(const KDagPath& visited, bool& rememberedFlag, KDagPath& rememberedPath);
+    KDagPath foldTransform(const KDagPath& shape, const KFnDagNode& fn, bool visible, bool& rememberedFlag,
+                           KDagPath& rememberedPath);
+
+    // -- Converters --------------------------------------------------------------------------------
+    osg::NodePtr convertTransform(const KDagPath& path);
+    void initTransform3D(const osg::Transform3DPtr& core, const KFnTransform& fn);
+    osg::NodePtr convertMesh(const KDagPath& path);
+
+    std::string _fullFileName; ///< path as the host passed it
+    std::string _fileName; ///< name with suffix; what the SDK is given, beside _filePath as current directory
+    std::string _options;  ///< option string as passed
+    std::string _filePath; ///< directory of the scene file
+    std::string _baseName; ///< name without directory and suffix
+    std::string _materialLibraryFile; ///< path of the local material library, always joined by a backslash
+
+    osg::NodePtr _root; ///< import root; null until createRoot()
+    osg::NodePtr
+        _materialLibraryRoot; ///< referenced between loadMaterialLibrary() and unloadMaterialLibrary()
+    std::map<std::string, osg::MaterialPtr> _libraryMaterials; ///< materials of the library by name
+
+    std::vector<NameRecord> _nameRecords;                      ///< filled by no step of the import
+    std::vector<PlanarProjection> _planarProjections;          ///< materials whose texture is projected
+    std::map<std::string, osg::NodePtr, PathNameOrder> _nodes; ///< full DAG path name to the node made for it
+    std::map<std::string, osg::NodePtr>
+        _transformsByName; ///< partial DAG path name to node, transform cores only
+    std::map<std::string, unsigned int>
+        _uvSetIndices; ///< UV set name to its index in the mesh that named it first
+
+    bool _multitextureEnvCombiner;     ///< option "multitextureEnvCombiner=true"
+    bool _forceGrayscaleShadowTexture; ///< cleared by option "forceGrayscaleShadowTexture=false"
+    bool _autoLoadShadowGeometry; ///< cleared by option "autoLoadShadowGeometry=false" or a missing companion
+                                  ///< file
+    bool _shadowGeometry;         ///< option "shadowGeometry=true"
+    bool _shadowMerge;            ///< cleared by option "shadowMerge=false"
+    bool _useLocalMaterialLibrary; ///< option "useLocalMaterialLibrary=true"
+
+    std::set<osg::NodePtr> _lights;               ///< light nodes made by the import
+    std::vector<SwitchRecord> _switches;          ///< appended by convertSwitch()
+    std::set<osg::GeometryPtr> _sharedGeometries; ///< geometry cores used by several nodes
+    std::set<std::string> _noShadowMeshes;        ///< full DAG path names of the main scene's meshes
+    std::vector<osg::GeometryPtr> _geometries;    ///< every geometry core made, in order of creation
+    std::string _importUnits;                     ///< letters behind "importunits="
+    float _unitScale;                             ///< target units per centimetre; 1 until calcUnit() has run
+};

@@ -1,0 +1,199 @@
+#pragma once
+
+// What the tests of the import share: the way into the loader's insides, captured messages, and small scenes.
+
+#include <zyKeldaLoader.h>
+
+#include <OpenSG/OSGGeometry.h>
+#include <OpenSG/OSGNode.h>
+
+#include <kelda/KFloatPointArray.h>
+#include <kelda/KFnDagNode.h>
+#include <kelda/KFnMesh.h>
+#include <kelda/KFnTransform.h>
+#include <kelda/KIntArray.h>
+#include <kelda/KObject.h>
+#include <kelda/KVector.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+/// The one friend of zyKeldaLoader.
+class zyKeldaLoaderTestAccess
+{
+public:
+    explicit zyKeldaLoaderTestAccess(const std::string& fileName = "scene.kb",
+                                     const std::string& options = "")
+        : loader(fileName, options)
+    {
+    }
+
+    osg::NodePtr read() { return loader.read(); }
+    void createRoot() { loader.createRoot(); }
+    void walkScenegraph() { loader.walkScenegraph(); }
+    void calcUnit() { loader.calcUnit(); }
+    void createNoShadowMeshList() { loader.createNoShadowMeshList(); }
+    void loadMaterialLibrary() { loader.loadMaterialLibrary(); }
+    void unloadMaterialLibrary() { loader.unloadMaterialLibrary(); }
+    void postProcessLights() { loader.postProcessLights(); }
+    osg::UInt32 countNodes() { return loader.countNodes(); }
+    bool isVisible(const KFnDagNode& fn) { return loader.isVisible(fn); }
+    osg::NodePtr getOSGNode(const KDagPath& path) { return loader.getOSGNode(path); }
+    void addOSGNode(const KDagPath& path, const osg::NodePtr& node) { loader.addOSGNode(path, node); }
+    osg::NodePtr convertTransform(const KDagPath& path) { return loader.convertTransform(path); }
+    osg::NodePtr convertMesh(const KDagPath& path) { return loader.convertMesh(path); }
+    void initTransform3D(const osg::Transform3DPtr& core, const KFnTransform& fn)
+    {
+        loader.initTransform3D(core, fn);
+    }
+
+    struct Remembered {
+        bool flag = false;
+        KDagPath path;
+    };
+    Remembered addNode(const KDagPath& path, const KFnDagNode& fn, const osg::NodePtr& node, bool visible,
+                       bool rememberPath, bool quiet)
+    {
+        Remembered result;
+        loader.addNode(path, fn, node, visible, rememberPath, quiet, result.flag, result.path);
+        return result;
+    }
+
+    /// Root and walk over the SDK's present scene, without the rest of the driver.
+    osg::NodePtr walk()
+    {
+        createRoot();
+        walkScenegraph();
+        return loader._root;
+    }
+
+    auto& fullFileName() { return loader._fullFileName; }
+    auto& fileName() { return loader._fileName; }
+    auto& optionString() { return loader._options; }
+    auto& filePath() { return loader._filePath; }
+    auto& baseName() { return loader._baseName; }
+    auto& materialLibraryFile() { return loader._materialLibraryFile; }
+    auto& root() { return loader._root; }
+    auto& materialLibraryRoot() { return loader._materialLibraryRoot; }
+    auto& libraryMaterials() { return loader._libraryMaterials; }
+    auto& nameRecords() { return loader._nameRecords; }
+    auto& planarProjections() { return loader._planarProjections; }
+    auto& nodes() { return loader._nodes; }
+    auto& transformsByName() { return loader._transformsByName; }
+    auto& uvSetIndices() { return loader._uvSetIndices; }
+    auto& multitextureEnvCombiner() { return loader._multitextureEnvCombiner; }
+    auto& forceGrayscaleShadowTexture() { return loader._forceGrayscaleShadowTexture; }
+    auto& autoLoadShadowGeometry() { return loader._autoLoadShadowGeometry; }
+    auto& shadowGeometry() { return loader._shadowGeometry; }
+    auto& shadowMerge() { return loader._shadowMerge; }
+    auto& useLocalMaterialLibrary() { return loader._useLocalMaterialLibrary; }
+    auto& lights() { return loader._lights; }
+    auto& switches() { return loader._switches; }
+    auto& sharedGeometries() { return loader._sharedGeometries; }
+    auto& noShadowMeshes() { return loader._noShadowMeshes; }
+    auto& geometries() { return loader._geometries; }
+    auto& importUnits() { return loader._importUnits; }
+    auto& unitScale() { return loader._unitScale; }
+
+    zyKeldaLoader loader;
+};
+
+/// What was said on one of the four channels.
+struct Message {
+    std::string channel; ///< "log.info", "log.warning", "log.error" or "sdk"
+    std::string text;
+};
+
+/// A fresh SDK scene without armed faults, a folder of its own, and everything that the host log and the SDK
+/// say.
+class LoaderTest : public testing::Test
+{
+protected:
+    LoaderTest();
+    ~LoaderTest() override;
+
+    /// Texts said on one channel, in order.
+    std::vector<std::string> said(const std::string& channel) const;
+    void forgetMessages() { messages.clear(); }
+
+    /// What a call prints to standard output and standard error.
+    struct Printed {
+        std::string out;
+        std::string err;
+    };
+    template <class Call>
+    Printed printedBy(Call call)
+    {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        call();
+        Printed printed;
+        std::fflush(stdout);
+        std::fflush(stderr);
+        printed.out = testing::internal::GetCapturedStdout();
+        printed.err = testing::internal::GetCapturedStderr();
+        return printed;
+    }
+
+    /// Path of a file in the test's own folder, which is removed afterwards.
+    std::string inFolder(const std::string& name) const { return folder + "/" + name; }
+    /// Saves the SDK's scene there; the suffix decides the form.
+    std::string saveScene(const std::string& name);
+
+    std::string folder;
+    std::vector<Message> messages;
+
+private:
+    unsigned int _logSink;
+};
+
+// -- small scenes ----------------------------------------------------------------------------------
+
+KObject makeTransform(const char* name, const KObject& parent = KObject::kNullObj);
+/// A transform that is moved by (x, y, z).
+KObject makeMovedTransform(const char* name, double x, double y, double z,
+                           const KObject& parent = KObject::kNullObj);
+/// A unit quad in the xy plane below the transform, in initialShadingGroup, with one UV set.
+KObject makeQuad(const char* name, const KObject& transform);
+/// A strip of `faces` quads, without normals and UVs, in no shading group.
+KObject makeStrip(const char* name, const KObject& transform, int faces);
+/// Puts one face range of one instance of a shape into a set that is made when it is not there.
+void assign(const std::string& shapePath, const std::string& set, int firstFace, int lastFace);
+/// The same for all of the shape.
+void assignWhole(const std::string& shapePath, const std::string& set);
+/// Makes the transform one more parent of the child.
+void addInstance(const KObject& transform, const KObject& child);
+void setVisibility(const KObject& node, bool visible);
+KDagPath pathOf(const std::string& name);
+KObject nodeOf(const std::string& name);
+/// Runs one command and expects it to succeed.
+void run(const std::string& command);
+
+// -- what a test looks at --------------------------------------------------------------------------
+
+std::string nameOf(const osg::NodePtr& node);
+std::vector<std::string> childNames(const osg::NodePtr& node);
+/// The node reached by child names from `root`; null when one is missing.
+osg::NodePtr nodeAt(const osg::NodePtr& root, const std::vector<std::string>& names);
+osg::GeometryPtr geometryOf(const osg::NodePtr& node);
+osg::Transform3DPtr transformOf(const osg::NodePtr& node);
+std::vector<osg::UInt32> indicesOf(const osg::GeometryPtr& geometry);
+std::vector<osg::UInt16> mappingOf(const osg::GeometryPtr& geometry);
+bool hasShadowMark(const osg::NodePtr& node);
+
+/// Drops a graph that has no owner when the test is over.
+class ScopedGraph
+{
+public:
+    explicit ScopedGraph(const osg::NodePtr& root) : _root(root) { osg::addRefCP(_root); }
+    ~ScopedGraph() { osg::subRefCP(_root); }
+    ScopedGraph(const ScopedGraph&) = delete;
+    ScopedGraph& operator=(const ScopedGraph&) = delete;
+    const osg::NodePtr& get() const { return _root; }
+
+private:
+    osg::NodePtr _root;
+};
