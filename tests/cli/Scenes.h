@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+/// Scene files that are made where a test needs them. A failure is a failure of the test.
+
+/// Opens a scene file with the SDK and saves it in the binary form.
+void saveAsBinary(const std::string& ascii, const std::string& binary);
+
+/// A group below a group, and so on.
+void saveDeepTree(unsigned int levels, const std::string& file);
+
+/// One node with a group core and this name.
+void saveNamedNode(const std::string& name, const std::string& file);

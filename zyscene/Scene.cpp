@@ -1,0 +1,298 @@
+#include "Scene.h"
+
+#include "ImportOptions.h"
+#include "RunContext.h"
+#include "Text.h"
+
+#include <OpenSG/OSGSceneFileHandler.h>
+#include <kelda/KFileIO.h>
+#include <kelda/KLibrary.h>
+#include <kelda/KStatus.h>
+#include <zyKeldaLoader.h>
+#include <zyOpenSGUtils/zyNodeUtils.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <system_error>
+
+namespace zyscene
+{
+
+Scene::~Scene()
+{
+    if (_root != osg::NullFC)
+        osg::subRefCP(_root);
+}
+
+// -- Who reads what ----------------------------------------------------------------------------------
+
+namespace
+{
+bool hasFileType(const std::string& file)
+{
+    const osg::SceneFileType* const type = osg::SceneFileHandler::the()->getFileType(file.c_str());
+    return type != nullptr && (type->getFlags() & osg::SceneFileType::OSG_READ_SUPPORTED) != 0;
+}
+
+// The file type starts the SDK by itself; the import entry relies on the caller. Done the same way, so that
+// it does not matter which of the two comes first.
+bool startModeller()
+{
+    ::setenv("KELDA_DEBUG_NO_SIGNAL_HANDLERS", "1", 1);
+    return !KLibrary::initialize("zyKeldaFileIO", true).error();
+}
+} // namespace
+
+SceneReader::SceneReader(RunContext& context, const ImportOptions& options)
+    : _context(context), _options(options.text())
+{
+    std::string unit;
+    if (options.asksForUnknownUnit(unit)) {
+        _context.report(
+            {"unit-unknown", Issue::Warning, "", "",
+             "unknown import unit '" + unit + "', centimetres are kept; known are " + knownUnits()});
+    }
+}
+
+bool SceneReader::canRead(const std::string& file)
+{
+    if (suffixOf(file).empty())
+        return false;
+    return hasFileType(file) || KFileIO::isImportable(suffixOf(file).c_str());
+}
+
+bool SceneReader::canReadAll(const std::vector<std::string>& files)
+{
+    for (const std::string& file : files) {
+        if (!canRead(file)) {
+            _context.report({"suffix-unknown", Issue::Error, displayName(file), "",
+                             suffixOf(file).empty()
+                                 ? "the name has no suffix that says what to read"
+                                 : "nobody reads files with the suffix '" + suffixOf(file) + "'"});
+            return false;
+        }
+    }
+    return true;
+}
+
+// -- Reading -----------------------------------------------------------------------------------------
+
+namespace
+{
+// The handler's progress callback has no user data.
+std::function<void(osg::UInt32)> progressListener;
+
+void forwardProgress(osg::UInt32 percent)
+{
+    if (progressListener)
+        progressListener(percent);
+}
+
+class ListenToProgress
+{
+public:
+    explicit ListenToProgress(std::function<void(osg::UInt32)> listener)
+    {
+        progressListener = std::move(listener);
+        osg::SceneFileHandler::the()->setReadProgressCB(&forwardProgress, false);
+    }
+    ~ListenToProgress()
+    {
+        osg::SceneFileHandler::the()->setReadProgressCB(nullptr, false);
+        progressListener = nullptr;
+    }
+    ListenToProgress(const ListenToProgress&) = delete;
+    ListenToProgress& operator=(const ListenToProgress&) = delete;
+};
+
+class ObserveRepairs
+{
+public:
+    explicit ObserveRepairs(zyNodeUtils::RepairObserver observer)
+        : _former(zyNodeUtils::setRepairObserver(std::move(observer)))
+    {
+    }
+    ~ObserveRepairs() { zyNodeUtils::setRepairObserver(std::move(_former)); }
+    ObserveRepairs(const ObserveRepairs&) = delete;
+    ObserveRepairs& operator=(const ObserveRepairs&) = delete;
+
+private:
+    zyNodeUtils::RepairObserver _former;
+};
+
+// Messages about single nodes that the module skips. Their texts are part of its interface; nothing else
+// tells.
+struct SkipText {
+    const char* before;
+    const char* after;
+};
+const SkipText skipTexts[] = {
+    {"Could not convert '", "', unknown type."},
+    {"Could not find Kelda parent node for '", "'."},
+};
+
+bool skippedNode(const std::string& text, std::string& node)
+{
+    for (const SkipText& row : skipTexts) {
+        const std::string before = row.before;
+        const std::string after = row.after;
+        if (text.size() >= before.size() + after.size() && text.compare(0, before.size(), before) == 0 &&
+            text.compare(text.size() - after.size(), after.size(), after) == 0) {
+            node = text.substr(before.size(), text.size() - before.size() - after.size());
+            return true;
+        }
+    }
+    return false;
+}
+
+// A line of the scene graph's log without the level in front; false for lines of other origin or lesser
+// levels.
+bool graphComplaint(const Message& message, std::string& text)
+{
+    for (const char* label : {"WARNING:", "FATAL:"}) {
+        const std::string prefix = label;
+        if (message.channel == Message::Stderr && message.text.compare(0, prefix.size(), prefix) == 0) {
+            const std::string::size_type start = message.text.find_first_not_of(" \t", prefix.size());
+            text = start == std::string::npos ? std::string() : message.text.substr(start);
+            return !text.empty();
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+std::string reasonOf(const std::vector<Message>& messages, const Message*& used)
+{
+    std::string text;
+    used = nullptr;
+    for (const Message& message : messages) {
+        if (message.channel == Message::Sdk && message.error) {
+            used = &message;
+            return message.text;
+        }
+    }
+    for (const Message& message : messages) {
+        if (graphComplaint(message, text)) {
+            used = &message;
+            return text;
+        }
+    }
+    for (const Message& message : messages) {
+        if (message.error) {
+            used = &message;
+            return message.text;
+        }
+    }
+    return "no reason was given";
+}
+
+void stripDirectory(std::string& text, const std::string& directory)
+{
+    if (directory.size() <= 1)
+        return;
+    for (const char* end : {"/./", "/", "\\"}) {
+        const std::string what = directory + end;
+        for (std::string::size_type at = 0; (at = text.find(what, at)) != std::string::npos;)
+            text.erase(at, what.size());
+    }
+}
+
+std::string lineOf(const Message& message)
+{
+    return std::string(nameOf(message.channel)) + ": " + printable(message.text);
+}
+
+bool SceneReader::isThere(const std::string& file)
+{
+    const auto fail = [this, &file](const char* code, const std::string& message) {
+        _context.report({code, Issue::Error, displayName(file), "", message});
+        return false;
+    };
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(file, error);
+    if (status.type() == std::filesystem::file_type::not_found)
+        return fail("file-missing", "no such file");
+    if (error)
+        return fail("read-failed", error.message());
+    if (status.type() == std::filesystem::file_type::directory)
+        return fail("read-failed", "is a directory");
+    // Opening a pipe would wait for its other end.
+    if (status.type() != std::filesystem::file_type::regular)
+        return fail("read-failed", "is no regular file");
+    errno = 0;
+    if (!std::ifstream(file, std::ios::binary))
+        return fail("read-failed", std::generic_category().message(errno != 0 ? errno : EACCES));
+    return true;
+}
+
+// Takes a message into the scene's record, with paths of the scene's directory made relative.
+void SceneReader::take(Scene& scene, Message message, const std::string& shown, const std::string& directory)
+{
+    stripDirectory(message.text, directory);
+    _context.console.note(lineOf(message));
+
+    std::string node;
+    if (message.channel == Message::LogError && skippedNode(message.text, node))
+        _context.keep({"node-skipped", Issue::Warning, shown, node, message.text});
+    scene.add(std::move(message));
+}
+
+bool SceneReader::read(const std::string& file, Scene& scene)
+{
+    if (!isThere(file))
+        return false;
+
+    const std::string shown = displayName(file);
+    // Absolute: relative names with a colon or a dollar sign mean something to the handler's search.
+    const std::filesystem::path path = std::filesystem::absolute(file).lexically_normal();
+    std::vector<Issue> repairs;
+    osg::NodePtr root;
+    {
+        ProgressBar bar(_context.console, "reading " + shown);
+        Capture capture(
+            [&](Message message) { take(scene, std::move(message), shown, path.parent_path().string()); });
+        ListenToProgress progress([&](osg::UInt32 percent) {
+            scene._progress.add(percent);
+            bar.update(percent);
+        });
+        ObserveRepairs observe([&](const zyNodeUtils::Repair& repair) {
+            if (repair.primitives != 0) {
+                repairs.push_back({"primitives-dropped", Issue::Warning, shown, repair.nodeName,
+                                   "node '" + repair.nodeName +
+                                       "': " + plural(repair.primitives, "primitive") + " (" +
+                                       plural(repair.triangles, "triangle") + ") dropped: " + repair.what});
+            }
+        });
+
+        if (hasFileType(file)) {
+            // Options are one text for each suffix, and stay: whatever the last read had is replaced.
+            osg::SceneFileHandler::the()->setOptions("kb", _options.c_str());
+            root = osg::SceneFileHandler::the()->read(path.string().c_str());
+        } else if (startModeller()) {
+            root = zyKeldaLoader::read(path.string(), _options);
+        }
+    }
+    osg::addRefCP(root);
+    scene._root = root;
+
+    const Message* used = nullptr;
+    const std::string reason = root == osg::NullFC ? reasonOf(scene._messages, used) : std::string();
+    for (const Message& message : scene._messages) {
+        // With -v all messages have been shown as they came.
+        if (message.error && &message != used && _context.console.options().verbose == 0)
+            _context.console.line(lineOf(message));
+    }
+    for (Issue& issue : repairs)
+        _context.report(std::move(issue));
+    if (root == osg::NullFC) {
+        _context.report({"read-failed", Issue::Error, shown, "", "cannot be read: " + reason});
+        return false;
+    }
+    return true;
+}
+
+} // namespace zyscene

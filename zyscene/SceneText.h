@@ -1,0 +1,12 @@
+#pragma once
+
+namespace zyscene
+{
+
+class Console;
+class Scene;
+
+/// Writes what `info` shows of one file to standard output: the tree if asked for, then the statistics.
+void writeSceneText(Console& console, const Scene& scene, bool tree);
+
+} // namespace zyscene
