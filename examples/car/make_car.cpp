@@ -273,7 +273,7 @@ Part tyre()
 /// Five spokes: a hub disc, spoke quads and the rim's ring.
 Part rim()
 {
-    Part part = revolved({{22, -8}, {20, -6}, {20, 6}, {22, 8}}, 24, false, "chromeSG");
+    Part part = revolved({{22, 8}, {20, 6}, {20, -6}, {22, -8}}, 24, false, "chromeSG");
     part.smooth = false;
     std::vector<int> hub;
     for (int i = 0; i < 10; ++i) {
@@ -401,7 +401,7 @@ Part wheelArch()
 
 const double axleX = 130;
 const double axleY = 32;
-const double trackZ = 78;
+const double trackZ = 80;
 
 struct WheelPlace {
     const char* name;
@@ -413,7 +413,7 @@ void addWheels(const KObject& car)
     KObject tyreShape;
     KObject rimShape;
     for (const WheelPlace& wheel :
-         {WheelPlace{"front_left", axleX, -trackZ, 20}, WheelPlace{"front_right", axleX, trackZ, 20},
+         {WheelPlace{"front_left", axleX, -trackZ, 12}, WheelPlace{"front_right", axleX, trackZ, 12},
           WheelPlace{"rear_left", -axleX, -trackZ, 0}, WheelPlace{"rear_right", -axleX, trackZ, 0}}) {
         const std::string name(wheel.name);
         // Steers about the wheel's own upright axis.
@@ -434,7 +434,7 @@ void addWheels(const KObject& car)
             check(KFnDagNode(rimAt).addChild(rimShape, KFnDagNode::kNextPos, true), "instance of the rim");
         }
         const KObject arch = makeObject("arch_" + name, wheelArch(), car);
-        place(arch, wheel.x, axleY, wheel.z < 0 ? -87.6 : 87.6);
+        place(arch, wheel.x, axleY, wheel.z < 0 ? -87.2 : 87.2);
         if (wheel.z < 0)
             turn("arch_" + name + ".rotate", 0, 180, 0);
     }
@@ -452,7 +452,7 @@ void addDoors(const KObject& car)
         // Hinged at its front edge.
         set(name + ".rotatePivot", 58, 60, side * 88.2);
         if (side < 0)
-            turn(name + ".rotate", 0, 38, 0);
+            turn(name + ".rotate", 0, -38, 0);
         else
             place(door, 0, 0, 0.2);
         const KObject handle = makeObject(name + "_handle", box(12, 2.5, 2, "chromeSG"), door);
