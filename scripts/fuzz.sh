@@ -8,7 +8,7 @@ scripts/setup.sh
 seconds=${1:-60}
 
 cmake --preset fuzz > /dev/null
-cmake --build --preset fuzz -- --quiet
+cmake --build --preset fuzz --target osb_fuzz ka_fuzz kb_fuzz command_fuzz -- --quiet
 
 run() {
   local name=$1 seconds=$2 found=out/fuzz/found/$1

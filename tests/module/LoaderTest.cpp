@@ -7,12 +7,10 @@
 #include <kelda/KFloatArray.h>
 #include <kelda/KFnSet.h>
 #include <kelda/KGlobal.h>
-#include <kelda/KLibrary.h>
 #include <kelda/KMessage.h>
 #include <kelda/KPlug.h>
 #include <kelda/testing/KFaults.h>
 #include <zyOpenSGExt/zyValuePair.h>
-#include <zyUtils/zyFile.h>
 #include <zyUtils/zyLog.h>
 
 #include <cstdlib>

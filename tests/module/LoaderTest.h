@@ -18,6 +18,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -51,7 +53,7 @@ public:
     }
 
     struct Remembered {
-        bool flag = false;
+        bool flag = true; ///< what the call finds, so that a call that leaves it alone is noticed
         KDagPath path;
     };
     Remembered addNode(const KDagPath& path, const KFnDagNode& fn, const osg::NodePtr& node, bool visible,
@@ -61,6 +63,8 @@ public:
         loader.addNode(path, fn, node, visible, rememberPath, quiet, result.flag, result.path);
         return result;
     }
+
+    void deleteKeldaNode(const std::string& name) { loader.deleteKeldaNode(name); }
 
     /// Root and walk over the SDK's present scene, without the rest of the driver.
     osg::NodePtr walk()

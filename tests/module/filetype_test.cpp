@@ -11,6 +11,7 @@
 #include <kelda/testing/KFaults.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <sstream>
 
@@ -116,6 +117,17 @@ TEST_F(FileType, keepsTheSdkFromInstallingSignalHandlers)
     ::unsetenv("KELDA_DEBUG_NO_SIGNAL_HANDLERS");
     readByName(inFolder("missing.kb"));
     EXPECT_STREQ("1", ::getenv("KELDA_DEBUG_NO_SIGNAL_HANDLERS"));
+}
+
+TEST_F(FileType, theSettingIsPutBeforeTheStart)
+{
+    ::unsetenv("KELDA_DEBUG_NO_SIGNAL_HANDLERS");
+    struct sigaction before, after;
+    ::sigaction(SIGABRT, nullptr, &before);
+    readByName(inFolder("missing.kb"));
+    ::sigaction(SIGABRT, nullptr, &after);
+    EXPECT_TRUE(KLibrary::isInitialized());
+    EXPECT_EQ(before.sa_sigaction, after.sa_sigaction) << "no crash handler was installed";
 }
 
 TEST_F(FileType, streamIsLeftUntouched)

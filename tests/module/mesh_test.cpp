@@ -8,7 +8,6 @@
 #include <OpenSG/OSGTriangleIterator.h>
 #include <kelda/KFloatArray.h>
 #include <kelda/KFloatVectorArray.h>
-#include <kelda/KStringArray.h>
 #include <kelda/testing/KFaults.h>
 #include <zyOpenSGExt/zyValuePair.h>
 
@@ -111,6 +110,7 @@ TEST_F(Mesh, indicesAreVertexNormalAndUVForEachCornerInTheFacesOrder)
 TEST_F(Mesh, coordinatesAreTakenInObjectSpaceAndUVsAsTheyAre)
 {
     makeQuad("quadShape", makeMovedTransform("quad", 100, 0, 0));
+    run("setAttr \"quad.rotate\" 0 1.5707963 0");
     const osg::GeometryPtr geometry = geometryOf(convert("quadShape"));
     ASSERT_EQ(4u, geometry->getPositions()->size());
     EXPECT_EQ(osg::Pnt3f(0, 0, 0), geometry->getPositions()->getValue(0));
@@ -453,7 +453,8 @@ TEST_F(TwoGroups, aSingleGroupWithoutIndicesReturnsThePlaceholderItself)
 {
     KFaults::failCall("KFnSet::KFnSet"); // red is skipped
     KFaults::failCall("KItMeshPolygon::vertexIndex", 1, 8);
-    convertStrip();
+    const Printed printed = convertStrip();
+    EXPECT_EQ("skipping geometry with no indices.\n", printed.out);
     EXPECT_TRUE(transformOf(node) != osg::NullFC);
 }
 
@@ -505,6 +506,44 @@ TEST_F(Mesh, setsBehindOneThatHoldsTheWholeMeshAreIgnored)
     const osg::NodePtr node = convert("stripShape");
     ASSERT_TRUE(geometryOf(node) != osg::NullFC);
     EXPECT_EQ(4u, geometryOf(node)->getLengths()->size());
+}
+
+class WholeAndPart : public Mesh
+{
+protected:
+    WholeAndPart()
+    {
+        makeStrip("stripShape", makeTransform("strip"), 4);
+        run("sets -renderable true -noSurfaceShader true -empty -name \"wholeSG\"");
+        run("sets -renderable true -noSurfaceShader true -empty -name \"partSG\"");
+        assign("stripShape", "partSG", 0, 1);
+        assignWhole("stripShape", "wholeSG");
+    }
+};
+
+TEST_F(WholeAndPart, aWholeMeshSetWhoseFacesCannotBeReadStillEndsTheMesh)
+{
+    KFaults::failCall("KItMeshPolygon::KItMeshPolygon");
+    const osg::NodePtr node = convert("stripShape");
+    ASSERT_TRUE(osg::GroupPtr::dcast(node->getCore()) != osg::NullFC);
+    EXPECT_EQ(0u, node->getNChildren());
+}
+
+TEST_F(WholeAndPart, aWholeMeshSetThatCannotBeAttachedDoesNotEndTheMesh)
+{
+    KFaults::failCall("KFnSet::KFnSet");
+    const osg::GeometryPtr geometry = geometryOf(convert("stripShape"));
+    ASSERT_TRUE(geometry != osg::NullFC);
+    EXPECT_EQ(2u, geometry->getLengths()->size());
+}
+
+TEST_F(Mesh, theGeometryNodeIsNamedWithThePartialPathName)
+{
+    for (const char* parent : {"a", "b"}) {
+        makeStrip("part", makeMovedTransform(parent, 1, 0, 0), 1);
+        assignWhole(std::string("|") + parent + "|part", "initialShadingGroup");
+    }
+    EXPECT_EQ("b|part", nameOf(convert("|b|part")));
 }
 
 // -- instances -------------------------------------------------------------------------------------

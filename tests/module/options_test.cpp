@@ -2,6 +2,8 @@
 
 #include "LoaderTest.h"
 
+#include <type_traits>
+
 namespace
 {
 using Loader = zyKeldaLoaderTestAccess;
@@ -131,6 +133,16 @@ TEST(Members, copyAndAssignmentCopyEveryMemberWithoutReferences)
     original.uvSetIndices()["map1"] = 3;
     original.noShadowMeshes().insert("|x|y");
     original.unitScale() = 2.5f;
+    original.materialLibraryRoot() = node;
+    original.transformsByName()["x"] = node;
+    original.lights().insert(node);
+    original.switches().push_back({node, node});
+    original.geometries().push_back(osg::NullFC);
+    original.sharedGeometries().insert(osg::NullFC);
+    original.libraryMaterials()["paint"] = osg::NullFC;
+    original.planarProjections().push_back({osg::NullFC, "placement"});
+    original.nameRecords().push_back({"name", node});
+    original.autoLoadShadowGeometry() = false;
 
     Loader copy("other.kb", "");
     copy.loader = original.loader;
@@ -145,6 +157,26 @@ TEST(Members, copyAndAssignmentCopyEveryMemberWithoutReferences)
         EXPECT_EQ(3u, loader->uvSetIndices()["map1"]);
         EXPECT_EQ(1u, loader->noShadowMeshes().count("|x|y"));
         EXPECT_EQ(2.5f, loader->unitScale());
+        EXPECT_EQ("b.ka", loader->fileName());
+        EXPECT_EQ("importunits=Inch shadowMerge=false", loader->optionString());
+        EXPECT_EQ("a", loader->filePath());
+        EXPECT_EQ("a\\b_material_library.osb", loader->materialLibraryFile());
+        EXPECT_TRUE(loader->materialLibraryRoot() == node);
+        EXPECT_TRUE(loader->transformsByName()["x"] == node);
+        EXPECT_EQ(1u, loader->lights().count(node));
+        ASSERT_EQ(1u, loader->switches().size());
+        EXPECT_TRUE(loader->switches()[0].switchNode == node);
+        EXPECT_EQ(1u, loader->geometries().size());
+        EXPECT_EQ(1u, loader->sharedGeometries().size());
+        EXPECT_EQ(1u, loader->libraryMaterials().count("paint"));
+        ASSERT_EQ(1u, loader->planarProjections().size());
+        EXPECT_EQ("placement", loader->planarProjections()[0].placement);
+        ASSERT_EQ(1u, loader->nameRecords().size());
+        EXPECT_FALSE(loader->autoLoadShadowGeometry());
+        EXPECT_FALSE(loader->multitextureEnvCombiner());
+        EXPECT_TRUE(loader->forceGrayscaleShadowTexture());
+        EXPECT_FALSE(loader->shadowGeometry());
+        EXPECT_FALSE(loader->useLocalMaterialLibrary());
     }
     EXPECT_EQ(1, node.getRefCount());
     osg::subRefCP(node);

@@ -87,21 +87,26 @@ TEST(Plugin, exportsItsClassesAndNoSymbolOfItsInsides)
 TEST(Plugin, usesNoSdkCallBeyondItsList)
 {
     std::set<std::string> allowed;
+    std::set<std::string> unused; // of those above the list's last part
+    bool behindInline = false;
     std::ifstream list(ALLOWED_SDK_CALLS);
     for (std::string line; std::getline(list, line);) {
-        if (!line.empty() && line[0] != '#')
-            allowed.insert(line);
+        behindInline = behindInline || line.find("# behind inline functions") == 0;
+        if (line.empty() || line[0] == '#')
+            continue;
+        allowed.insert(line);
+        if (!behindInline)
+            unused.insert(line);
     }
     ASSERT_FALSE(allowed.empty());
-    unsigned int seen = 0;
     for (const std::string& symbol : symbols("--undefined-only")) {
         const std::string call = sdkCall(symbol);
         if (call.empty())
             continue;
-        ++seen;
         EXPECT_EQ(1u, allowed.count(call)) << call;
+        unused.erase(call);
     }
-    EXPECT_GT(seen, 10u);
+    EXPECT_THAT(unused, testing::IsEmpty()) << "the list names calls that the module does not make";
 }
 } // namespace
 

@@ -2,18 +2,15 @@
 
 #include "LoaderTest.h"
 
-#include <OpenSG/OSGComponentTransform.h>
 #include <OpenSG/OSGGroup.h>
 #include <OpenSG/OSGSceneFileHandler.h>
 #include <OpenSG/OSGSwitch.h>
-#include <kelda/KFileIO.h>
 #include <kelda/KGlobal.h>
 #include <kelda/KItDag.h>
 #include <kelda/KMatrix.h>
 #include <kelda/testing/KFaults.h>
 
 #include <cmath>
-#include <limits>
 
 namespace
 {
@@ -111,7 +108,7 @@ TEST_F(Walk, twoMeshesUnderAnIdentityTransformAreBothConverted)
 {
     const KObject transform = makeTransform("body");
     makeQuad("firstShape", transform);
-    const KObject strip = makeStrip("secondShape", transform, 5);
+    makeStrip("secondShape", transform, 5);
     assignWhole("secondShape", "initialShadingGroup");
     osg::NodePtr root;
     printedBy([&] { root = walk(); });
@@ -131,6 +128,25 @@ TEST_F(Walk, anIntermediateMeshBecomesAnInactiveNode)
     const osg::NodePtr intermediate = nodeAt(root, {"bodyShape", "origShape"});
     ASSERT_TRUE(intermediate != osg::NullFC);
     EXPECT_FALSE(intermediate->getActive());
+}
+
+TEST_F(Walk, aVisibleMeshUnderAHiddenIdentityTransformStaysActive)
+{
+    const KObject transform = makeTransform("body");
+    makeQuad("bodyShape", transform);
+    setVisibility(transform, false);
+    EXPECT_TRUE(walk()->getChild(0)->getActive());
+}
+
+TEST_F(Walk, theGroupOfAMeshWithSeveralShadingGroupsIsNamedAfterTheShape)
+{
+    makeStrip("stripShape", makeMovedTransform("strip", 1, 0, 0), 2);
+    assign("stripShape", "redSG", 0, 0);
+    assign("stripShape", "blueSG", 1, 1);
+    const osg::NodePtr group = nodeAt(walk(), {"stripShape", "stripShape"});
+    ASSERT_TRUE(group != osg::NullFC);
+    EXPECT_TRUE(osg::GroupPtr::dcast(group->getCore()) != osg::NullFC);
+    EXPECT_THAT(childNames(group), ElementsAre("stripShape", "stripShape"));
 }
 
 // -- hierarchy -------------------------------------------------------------------------------------
@@ -242,6 +258,47 @@ TEST_F(Walk, anInstancedGroupTransformIsConvertedOnceAndItsFurtherShapesHangBelo
         << "no node is made for a further path of the group";
     EXPECT_TRUE(root->getChild(2)->getChild(0)->getCore() ==
                 nodeAt(root, {"left", "wheel", "tyreShape", "tyreShape"})->getCore());
+}
+
+TEST_F(Walk, aFurtherInstanceSharesTheCoreAloneWithoutChildrenAndShadowMark)
+{
+    const KObject strip = makeStrip("stripShape", makeMovedTransform("left", 0, 0, 1), 2);
+    assign("stripShape", "redSG", 0, 0);
+    assign("stripShape", "blueSG", 1, 1);
+    const KObject quad = makeQuad("quadShape", makeMovedTransform("first", 1, 0, 0));
+    addInstance(makeMovedTransform("right", 0, 0, -1), strip);
+    addInstance(makeMovedTransform("second", 2, 0, 0), quad);
+    const osg::NodePtr root = walk();
+    ASSERT_EQ(4u, root->getNChildren());
+    const osg::NodePtr left = root->getChild(0)->getChild(0);
+    const osg::NodePtr right = root->getChild(2)->getChild(0);
+    EXPECT_TRUE(left->getCore() == right->getCore());
+    EXPECT_EQ(2u, left->getNChildren());
+    EXPECT_EQ(0u, right->getNChildren()) << "a group core has no faces: it is the core that instances share";
+    EXPECT_TRUE(hasShadowMark(root->getChild(1)->getChild(0)));
+    EXPECT_FALSE(hasShadowMark(root->getChild(3)->getChild(0)));
+}
+
+TEST_F(Walk, foldedInstancesTakeTheShadingGroupsOfTheirOwnInstance)
+{
+    const KObject strip = makeStrip("stripShape", makeTransform("a"), 3);
+    addInstance(makeTransform("b"), strip);
+    assignWhole("|a|stripShape", "redSG");
+    assign("|b|stripShape", "blueSG", 1, 1);
+    const osg::NodePtr root = walk();
+    ASSERT_EQ(2u, root->getNChildren());
+    EXPECT_EQ(3u, geometryOf(root->getChild(0))->getLengths()->size());
+    EXPECT_EQ(1u, geometryOf(root->getChild(1))->getLengths()->size());
+}
+
+TEST_F(Walk, anInstanceWhosePathsCannotBeListedIsConvertedLikeAnyOther)
+{
+    const KObject shape = makeQuad("wheelShape", makeMovedTransform("left", 0, 0, 1));
+    addInstance(makeMovedTransform("right", 0, 0, -1), shape);
+    KFaults::failCall("KFnDagNode::getAllPaths", 1, 2);
+    const osg::NodePtr root = walk();
+    ASSERT_EQ(2u, root->getNChildren());
+    EXPECT_FALSE(root->getChild(0)->getChild(0)->getCore() == root->getChild(1)->getChild(0)->getCore());
 }
 
 TEST_F(Walk, eachInstanceIsInactiveWhenTheShapeIsHidden)
@@ -406,7 +463,10 @@ TEST_F(AddNode, aPathWithoutParentIsReportedAndTheNodeIsRegisteredButAttachedNow
 TEST_F(AddNode, remembersThePathOnlyWhenAskedAndNotInstanced)
 {
     const KFnDagNode fn(path);
-    EXPECT_FALSE(loader.addNode(path, fn, osg::NullFC, true, false, true).flag);
+    const zyKeldaLoaderTestAccess::Remembered notAsked =
+        loader.addNode(path, fn, osg::NullFC, true, false, true);
+    EXPECT_FALSE(notAsked.flag);
+    EXPECT_FALSE(notAsked.path.isValid());
     const zyKeldaLoaderTestAccess::Remembered remembered =
         loader.addNode(path, fn, osg::NullFC, true, true, true);
     EXPECT_TRUE(remembered.flag);
@@ -581,23 +641,29 @@ TEST_F(Walk, theWalkMakesNoSwitches)
 TEST_F(Walk, deleteKeldaNodeDeletesByNameAndEmptiesTheUndoQueue)
 {
     makeTransform("group");
-    const Printed printed = printedBy([&] { loader.loader.deleteKeldaNode("group"); });
+    KFaults::watch();
+    ASSERT_FALSE(KGlobal::executeCommand("createNode transform -name \"other\"", false, true).error());
+    const Printed printed = printedBy([&] { loader.deleteKeldaNode("group"); });
     EXPECT_EQ("", printed.out);
-    EXPECT_TRUE(KItDag().isDone());
+    EXPECT_EQ(1u, loader.countNodes()) << "the other one is left";
+    EXPECT_TRUE(KGlobal::executeCommand("undo", false, false).error())
+        << "its making cannot be taken back any more";
+    EXPECT_THAT(KFaults::script(), ElementsAre("createNode transform -name \"other\"", "delete (\"group\")",
+                                               "flushUndo", "undo"));
 }
 
 TEST_F(Walk, deleteKeldaNodeReportsAFailedFlush)
 {
     makeTransform("group");
     KFaults::failCall("KGlobal::executeCommand", 2);
-    const Printed printed = printedBy([&] { loader.loader.deleteKeldaNode("group"); });
+    const Printed printed = printedBy([&] { loader.deleteKeldaNode("group"); });
     EXPECT_EQ("Couldn't flush undo buffer\n", printed.out);
 }
 
 TEST_F(Walk, deleteKeldaNodeOfAnUnknownNameFlushesNothing)
 {
     KFaults::failCall("KGlobal::executeCommand", 2); // the flush would fail
-    const Printed printed = printedBy([&] { loader.loader.deleteKeldaNode("nobody"); });
+    const Printed printed = printedBy([&] { loader.deleteKeldaNode("nobody"); });
     EXPECT_EQ("", printed.out);
 }
 
@@ -627,6 +693,13 @@ TEST_F(Walk, countIs0AndNothingIsWalkedWithoutAnIterator)
     EXPECT_EQ(0u, walk()->getNChildren());
 }
 
+TEST_F(Walk, nodesAreConvertedAlsoWhenTheyCouldNotBeCounted)
+{
+    makeTransform("group");
+    KFaults::failCall("KItDag::KItDag");
+    EXPECT_THAT(childNames(walk()), ElementsAre("group"));
+}
+
 TEST_F(Walk, progressRunsFrom0ToBelow100)
 {
     for (int i = 0; i < 3; ++i)
@@ -643,6 +716,10 @@ TEST_F(Walk, aPathThatCannotBeReadIsSkippedAndTheWalkGoesOn)
     makeTransform("first");
     makeTransform("second");
     KFaults::failCall("KItDag::getPath");
+    osg::SceneFileHandler::the()->setReadProgressCB(recordProgress, false);
+    progress.clear();
     EXPECT_THAT(childNames(walk()), ElementsAre("second"));
+    osg::SceneFileHandler::the()->setReadProgressCB(nullptr, false);
+    EXPECT_THAT(progress, ElementsAre(0u, 50u)) << "reported for the skipped one, too";
 }
 } // namespace

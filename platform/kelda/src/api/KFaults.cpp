@@ -23,6 +23,12 @@ std::map<std::string, Operation>& operations()
     return all;
 }
 
+std::vector<std::string>& lines()
+{
+    static std::vector<std::string> all;
+    return all;
+}
+
 } // namespace
 
 void failCall(const char* operation, unsigned n, unsigned count)
@@ -41,6 +47,7 @@ void watch()
 void clear()
 {
     operations().clear();
+    lines().clear();
     armed = false;
 }
 
@@ -48,6 +55,16 @@ unsigned calls(const char* operation)
 {
     const auto found = operations().find(operation);
     return found == operations().end() ? 0 : found->second.calls;
+}
+
+std::vector<std::string> script()
+{
+    return lines();
+}
+
+void noteSlow(const char* line)
+{
+    lines().push_back(line);
 }
 
 bool hitSlow(const char* operation)

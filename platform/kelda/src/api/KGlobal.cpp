@@ -61,6 +61,7 @@ KStatus KGlobal::executeCommand(const KString& command, bool display, bool undo)
 KStatus KGlobal::executeCommand(const KString& command, KCommandResult& result, bool display, bool undo)
 {
     result.clear();
+    KFaults::note(command.asUTF8());
     const KStatus entered = enter("KGlobal::executeCommand");
     if (entered.error())
         return entered;

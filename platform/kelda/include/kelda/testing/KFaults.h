@@ -2,6 +2,9 @@
 
 #include "kelda/KApi.h"
 
+#include <string>
+#include <vector>
+
 /// Lets a test make calls of the SDK fail. Operations are named "Class::function"; those that can fail on
 /// demand ask KFaults::hit. While nothing is armed, asking is one load of a flag.
 namespace KFaults
@@ -16,10 +19,20 @@ KELDA_API void watch();
 KELDA_API void clear();
 /// Calls of the operation since the first failCall() or watch() after clear().
 KELDA_API unsigned calls(const char* operation);
+/// The scripts that KGlobal::executeCommand was given in that time, in order; in between, "KFileIO::newFile"
+/// for each call of that.
+KELDA_API std::vector<std::string> script();
 
 /// For the library: counts a call; true when it is to fail.
 KELDA_API extern bool armed;
 KELDA_API bool hitSlow(const char* operation);
+/// For the library: adds a line to script().
+KELDA_API void noteSlow(const char* line);
+inline void note(const char* line)
+{
+    if (armed)
+        noteSlow(line);
+}
 inline bool hit(const char* operation)
 {
     return armed && hitSlow(operation);

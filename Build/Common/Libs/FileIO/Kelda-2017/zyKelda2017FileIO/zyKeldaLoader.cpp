@@ -39,6 +39,7 @@
 #include <zyUtils/zyLog.h>
 #include <zyUtils/zyString.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
@@ -111,16 +112,19 @@ namespace
 class ScopedCurrentDir
 {
 public:
-    explicit ScopedCurrentDir(const std::string& dir) : _former(zyFile::getCurrentDir())
+    explicit ScopedCurrentDir(const std::string& dir)
+        : _former(zyFile::getCurrentDir()), _entered(zyFile::setCurrentDir(dir))
     {
-        zyFile::setCurrentDir(dir);
     }
     ~ScopedCurrentDir() { zyFile::setCurrentDir(_former); }
     ScopedCurrentDir(const ScopedCurrentDir&) = delete;
     ScopedCurrentDir& operator=(const ScopedCurrentDir&) = delete;
 
+    bool entered() const { return _entered; }
+
 private:
     std::string _former;
+    bool _entered;
 };
 
 // The host's reference interface, looked up once per process. The host always provides one.
@@ -147,7 +151,7 @@ osg::NodePtr zyKeldaLoader::read()
 
     {
         const ScopedCurrentDir inSceneDir(_filePath); // the SDK is given the bare file name
-        if (!openScene())
+        if (!openScene(inSceneDir.entered()))
             return osg::NullFC;
         if (_autoLoadShadowGeometry)
             addShadowScene();
@@ -181,13 +185,17 @@ osg::NodePtr zyKeldaLoader::read()
     return _root;
 }
 
-bool zyKeldaLoader::openScene()
+// A directory that is not there fails like a file that is not: the bare name must not be found somewhere
+// else.
+bool zyKeldaLoader::openScene(bool inSceneDir)
 {
     zyLog::info("Kelda import: reading '%s' ...", _fileName.c_str());
 
     const std::string suffix = zyString::toLower(zyFile::getExtension(_fileName));
     KStatus status;
-    if (suffix == "kb" || suffix == "ka")
+    if (!inSceneDir)
+        status = KStatus::kFailure;
+    else if (suffix == "kb" || suffix == "ka")
         status = KFileIO::open(_fileName.c_str(), nullptr, true, KFileIO::kLoadDefault, false);
     else
         status = KFileIO::import(_fileName.c_str(), nullptr, false, nullptr);
@@ -427,6 +435,8 @@ void zyKeldaLoader::walkPath(const KDagPath& visited, bool& rememberedFlag, KDag
         if (isTransform)
             return;
         const KDagPath path = foldTransform(visited, fn, visible, rememberedFlag, rememberedPath);
+        // The mesh is read along its own path even where it takes its transform's place: a transform may hold
+        // several meshes, and instance number and shadow list belong to the mesh.
         addNode(path, fn, convertMesh(visited), visible, true, true, rememberedFlag, rememberedPath);
     } else if (visited.hasFn(KFn::kNurbsSurface)) {
         if (isTransform)
@@ -838,7 +848,7 @@ osg::NodePtr zyKeldaLoader::convertMesh(const KDagPath& path)
 
     MeshUVSets uvSets;
     mesh.getUVSetNames(uvSets.names);
-    const int setCount = mesh.numUVSets();
+    const int setCount = std::min(mesh.numUVSets(), static_cast<int>(uvSets.names.length()));
     uvSets.u.resize(static_cast<std::size_t>(setCount));
     uvSets.v.resize(static_cast<std::size_t>(setCount));
     for (int i = 0; i < setCount; ++i) {

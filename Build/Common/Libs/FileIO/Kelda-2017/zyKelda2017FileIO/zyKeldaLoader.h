@@ -12,7 +12,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 class KFnDagNode;
@@ -25,6 +24,26 @@ class KFnTransform;
 class ZYKELDA2017FILEIO_API zyKeldaLoader
 {
 public:
+    /// Imports a scene file.
+    /// @param fileName path of the scene file, either separator
+    /// @param options  words of the form key=value, joined by anything
+    /// @return the import root with reference count 0; a null node when the name is empty or the file cannot
+    /// be opened
+    static osg::NodePtr read(const std::string& fileName, const std::string& options);
+
+    zyKeldaLoader(const std::string& fileName, const std::string& options);
+    zyKeldaLoader(const zyKeldaLoader& other);
+    zyKeldaLoader& operator=(const zyKeldaLoader& other);
+    virtual ~zyKeldaLoader();
+
+    /// Makes a switch node for a DAG transform and records it in the list of switches. Not called by the
+    /// walk.
+    /// @return the switch node, or a null node when the path is no transform
+    osg::NodePtr convertSwitch(const KDagPath& path);
+
+private:
+    friend class zyKeldaLoaderTestAccess;
+
     /// Orders names by length, then from their last character backwards: full path names share long
     /// beginnings.
     struct PathNameOrder {
@@ -44,32 +63,9 @@ public:
         osg::NodePtr transformNode; ///< made for the same DAG path; not yet part of the graph
     };
 
-    /// Imports a scene file.
-    /// @param fileName path of the scene file, either separator
-    /// @param options  words of the form key=value, joined by anything
-    /// @return the import root with reference count 0; a null node when the name is empty or the file cannot
-    /// be opened
-    static osg::NodePtr read(const std::string& fileName, const std::string& options);
-
-    zyKeldaLoader(const std::string& fileName, const std::string& options);
-    zyKeldaLoader(const zyKeldaLoader& other);
-    zyKeldaLoader& operator=(const zyKeldaLoader& other);
-    virtual ~zyKeldaLoader();
-
-    /// Makes a switch node for a DAG transform and records it in the list of switches. Not called by the
-    /// walk.
-    /// @return the switch node, or a null node when the path is no transform
-    osg::NodePtr convertSwitch(const KDagPath& path);
-
-    /// Deletes a node of the SDK's scene by name and empties the undo queue. Not called by the walk.
-    void deleteKeldaNode(const std::string& name);
-
-private:
-    friend class zyKeldaLoaderTestAccess;
-
     // -- The import, in running order --------------------------------------------------------------
     osg::NodePtr read();
-    bool openScene();
+    bool openScene(bool inSceneDir);
     void addShadowScene();
     void createNoShadowMeshList();
     void calcUnit();
@@ -91,6 +87,9 @@ private:
     void walkPath(const KDagPath& visited, bool& rememberedFlag, KDagPath& rememberedPath);
     KDagPath foldTransform(const KDagPath& shape, const KFnDagNode& fn, bool visible, bool& rememberedFlag,
                            KDagPath& rememberedPath);
+
+    /// Deletes a node of the SDK's scene by name and empties the undo queue. Not called by the walk.
+    void deleteKeldaNode(const std::string& name);
 
     // -- Converters --------------------------------------------------------------------------------
     osg::NodePtr convertTransform(const KDagPath& path);
