@@ -163,6 +163,22 @@ bool graphComplaint(const Message& message, std::string& text)
     return false;
 }
 
+// A reason that begins with the file's name, and says that the file cannot be used, without both: the line
+// that it becomes part of begins with them. A place in the file stays behind its name.
+std::string withoutFileName(const std::string& reason, const std::string& name)
+{
+    const std::string start = name + ": ";
+    if (reason.compare(0, start.size(), start) != 0)
+        return reason;
+    for (const char* verb : {"cannot be imported: ", "cannot be opened: ", "cannot be read: "}) {
+        const std::string whole = start + verb;
+        if (reason.compare(0, whole.size(), whole) == 0)
+            return reason.substr(whole.size());
+    }
+    const std::string rest = reason.substr(start.size());
+    return rest.compare(0, 3, "is ") == 0 ? "it " + rest : rest;
+}
+
 } // namespace
 
 std::string reasonOf(const std::vector<Message>& messages, const Message*& used)
@@ -279,19 +295,21 @@ bool SceneReader::read(const std::string& file, Scene& scene)
     osg::addRefCP(root);
     scene._root = root;
 
-    const Message* used = nullptr;
-    const std::string reason = root == osg::NullFC ? reasonOf(scene._messages, used) : std::string();
+    if (root == osg::NullFC) {
+        // Further complaints say the same in other words; -v shows them.
+        const Message* used = nullptr;
+        const std::string reason = reasonOf(scene._messages, used);
+        _context.report({"read-failed", Issue::Error, shown, "",
+                         "cannot be read: " + withoutFileName(reason, path.filename().string())});
+        return false;
+    }
     for (const Message& message : scene._messages) {
         // With -v all messages have been shown as they came.
-        if (message.error && &message != used && _context.console.options().verbose == 0)
+        if (message.error && _context.console.options().verbose == 0)
             _context.console.line(lineOf(message));
     }
     for (Issue& issue : repairs)
         _context.report(std::move(issue));
-    if (root == osg::NullFC) {
-        _context.report({"read-failed", Issue::Error, shown, "", "cannot be read: " + reason});
-        return false;
-    }
     return true;
 }
 

@@ -1,11 +1,13 @@
 #include "Command.h"
 #include "RunContext.h"
+#include "Text.h"
 
 #include <CLI/CLI.hpp>
 
 #include <OpenSG/OSGBaseFunctions.h>
 #include <OpenSG/OSGLog.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <exception>
@@ -67,6 +69,19 @@ When whenOf(const std::string& word)
     return word == "always" ? When::Always : word == "never" ? When::Never : When::Auto;
 }
 
+// What is wrong with a call, for people. The library's own words do, but for a command that does not exist.
+std::string complaintOf(const CLI::App& app, const CLI::ParseError& error)
+{
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr && app.get_subcommands().empty()) {
+        const std::vector<std::string> words = app.remaining();
+        const auto word = std::find_if(words.begin(), words.end(),
+                                       [](const std::string& text) { return text.compare(0, 1, "-") != 0; });
+        if (word != words.end())
+            return "there is no command '" + printable(*word) + "'";
+    }
+    return printable(error.what());
+}
+
 // -- Run ---------------------------------------------------------------------------------------------
 
 ExitCode runCommand(RunContext& context, Command& command)
@@ -94,7 +109,7 @@ ExitCode parseAndRun(RunContext& context, int argc, char** argv)
     std::vector<std::unique_ptr<Command>> made;
     for (const CommandRow& row : commands) {
         CLI::App* const sub = app.add_subcommand(row.name, row.help);
-        sub->footer(footer);
+        sub->footer(std::string("Options of all commands: see 'zyscene --help'.\n\n") + footer);
         made.push_back(row.make());
         made.back()->addTo(*sub);
     }
@@ -112,7 +127,7 @@ ExitCode parseAndRun(RunContext& context, int argc, char** argv)
         context.console.out().write(std::string(version.what()) + "\n");
         return ExitCode::Done;
     } catch (const CLI::ParseError& error) {
-        context.console.error(std::string(error.what()) + " (see 'zyscene --help')");
+        context.console.error(complaintOf(app, error) + " (see 'zyscene --help')");
         return ExitCode::Usage;
     }
 

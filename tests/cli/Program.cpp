@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
 #include <sstream>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -53,6 +55,7 @@ Outcome start(const std::vector<std::string>& arguments, const std::string& dire
         argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
 
+    const auto begin = std::chrono::steady_clock::now();
     const pid_t child = ::fork();
     if (child == 0) {
         ::dup2(out[1], STDOUT_FILENO);
@@ -69,7 +72,10 @@ Outcome start(const std::vector<std::string>& arguments, const std::string& dire
     ::close(errWrite);
     readAll(out[0], errRead, run);
     int status = 0;
-    ::waitpid(child, &status, 0);
+    rusage used = {};
+    ::wait4(child, &status, 0, &used);
+    run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    run.kilobytes = static_cast<unsigned long>(used.ru_maxrss);
     run.exit = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     return run;
 }

@@ -8,6 +8,8 @@ struct Outcome {
     int exit = -1; ///< exit status; minus the signal's number when one ended the process
     std::string out;
     std::string err;
+    double seconds = 0;          ///< from its start to its end
+    unsigned long kilobytes = 0; ///< of memory at its peak, its own or a child's
 };
 
 /// Runs zyscene and waits for its end.

@@ -29,10 +29,15 @@ void startGraph()
 }
 } // namespace
 
-void saveAsBinary(const std::string& ascii, const std::string& binary)
+void startModeller()
 {
     ::setenv("KELDA_DEBUG_NO_SIGNAL_HANDLERS", "1", 1);
     ASSERT_FALSE(KLibrary::initialize("zyscene test", true).error());
+}
+
+void saveAsBinary(const std::string& ascii, const std::string& binary)
+{
+    startModeller();
     ASSERT_FALSE(KFileIO::open(ascii.c_str()).error()) << ascii;
     ASSERT_FALSE(KFileIO::saveAs(binary.c_str(), "keldaBinary").error()) << binary;
     KFileIO::newFile(true);

@@ -4,6 +4,9 @@
 
 /// Scene files that are made where a test needs them. A failure is a failure of the test.
 
+/// Starts the SDK in this process, once.
+void startModeller();
+
 /// Opens a scene file with the SDK and saves it in the binary form.
 void saveAsBinary(const std::string& ascii, const std::string& binary);
 

@@ -71,6 +71,16 @@ INSTANTIATE_TEST_SUITE_P(Scenes, GoldenScene,
                                            "dropped_primitives"),
                          [](const auto& info) { return std::string(info.param); });
 
+TEST(ExampleCar, hasTheCommittedStatistics)
+{
+    const Outcome run = runZyscene({"info", "examples/car/car.ka"}, testFolder() + "/../..");
+    EXPECT_EQ(0, run.exit);
+    EXPECT_EQ("", run.err);
+    EXPECT_EQ(readFile(testFolder() + "/golden/car.txt"), run.out)
+        << "if the new text is right, in the folder of the project:\n"
+           "  zyscene info examples/car/car.ka > tests/cli/golden/car.txt";
+}
+
 TEST(InfoJson, hasItsKeysInOrder)
 {
     const Outcome run = runZyscene({"info", "--json", "good/two_meshes.ka"});
@@ -275,7 +285,8 @@ TEST_P(BadScene, failsWithTheReasonAndNoScene)
     const Outcome text = runZyscene({"info", file});
     EXPECT_EQ(1, text.exit);
     EXPECT_EQ("", text.out);
-    EXPECT_THAT(text.err, HasSubstr("zyscene: error: " + file + ": cannot be read: "));
+    EXPECT_THAT(text.err, ::testing::StartsWith("zyscene: error: " + file + ": cannot be read: "));
+    EXPECT_EQ(1, std::count(text.err.begin(), text.err.end(), '\n')) << text.err;
     EXPECT_THAT(text.err, Not(HasSubstr("no reason was given")));
 
     const auto document = infoOf({file}, 1);

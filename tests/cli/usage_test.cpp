@@ -83,10 +83,11 @@ TEST_P(WrongUsage, isExitStatusTwoAndOneLine)
 INSTANTIATE_TEST_SUITE_P(
     Calls, WrongUsage,
     ::testing::Values(
-        WrongCall{{"paint", "car.ka"}, "paint"}, WrongCall{{"--nosuch"}, "--nosuch"},
-        WrongCall{{"-v"}, "no command"}, WrongCall{{"info"}, "files"},
-        WrongCall{{"info", "--nosuch", "good/two_meshes.ka"}, "--nosuch"}, WrongCall{{"convert"}, "in"},
-        WrongCall{{"convert", "good/two_meshes.ka"}, "out"},
+        WrongCall{{"paint", "car.ka"}, "there is no command 'paint'"}, WrongCall{{"--nosuch"}, "--nosuch"},
+        WrongCall{{"-v"}, "no command"}, WrongCall{{"info"}, "FILE is required"},
+        WrongCall{{"info", "--nosuch", "good/two_meshes.ka"}, "--nosuch"},
+        WrongCall{{"convert"}, "IN is required"},
+        WrongCall{{"convert", "good/two_meshes.ka"}, "OUT is required"},
         WrongCall{{"convert", "a.ka", "b.osb", "c.osb"}, "c.osb"},
         WrongCall{{"formats", "surplus"}, "surplus"}, WrongCall{{"version", "surplus"}, "surplus"},
         WrongCall{{"options", "surplus"}, "surplus"}, WrongCall{{"info", "--import-units"}, "--import-units"},

@@ -22,10 +22,10 @@ class ConvertCommand : public Command
 public:
     void addTo(CLI::App& app) override
     {
-        app.add_option("in", _in, "Scene file to read")->required()->type_name("IN");
-        app.add_option("out", _out, "Scene file to write, in the form of its suffix")
+        app.add_option("IN", _in, "Scene file to read")->required()->type_name("");
+        app.add_option("OUT", _out, "Scene file to write, in the form of its suffix")
             ->required()
-            ->type_name("OUT");
+            ->type_name("");
         app.add_flag("--no-clobber", _noClobber, "Never replace a file that is there already");
         _importOptions.addTo(app);
     }

@@ -22,7 +22,7 @@ class InfoCommand : public Command
 public:
     void addTo(CLI::App& app) override
     {
-        app.add_option("files", _files, "Scene files")->required()->type_name("FILE");
+        app.add_option("FILE", _files, "Scene files")->required()->type_name("");
         app.add_flag("--tree", _tree, "The node tree too (a JSON document always has it)");
         app.add_flag("--arrays", _arrays, "With --json: every property value, not only hashes");
         _importOptions.addTo(app);

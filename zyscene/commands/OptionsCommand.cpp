@@ -35,13 +35,14 @@ private:
     static void showText(Output& out)
     {
         out.write("Import (set for the suffix \"kb\", also for \"ka\"):\n");
+        line(out, "flag", "word", "otherwise", "effect");
         line(out, "--import-units U", std::string(importUnitsWord) + "U", unitsDefault, unitsEffect);
         for (const ImportSwitch& row : importSwitches)
             line(out, row.flag, row.word, row.defaultValue, row.effect);
         out.write("\nUnits, with a capital or a small first letter:\n  ");
         for (const char* unit : importUnits)
-            out.write(std::string(unit) + " ");
-        out.write("\nIgnore keeps centimetres; KeldaUnits takes the working unit of the scene.\n"
+            out.write(std::string(unit) + (unit == importUnits.back() ? "\n" : " "));
+        out.write("Ignore keeps centimetres; KeldaUnits takes the working unit of the scene.\n"
                   "The words are recognised in this letter case only, anywhere in the text.\n");
     }
 
@@ -51,8 +52,10 @@ private:
         std::string text = "  " + flag;
         text.resize(std::max<std::size_t>(text.size() + 1, 22), ' ');
         text += word;
-        text.resize(std::max<std::size_t>(text.size() + 1, 54), ' ');
-        text += effect + " (default: " + defaultValue + ")\n";
+        text.resize(std::max<std::size_t>(text.size() + 1, 58), ' ');
+        text += defaultValue;
+        text.resize(std::max<std::size_t>(text.size() + 1, 70), ' ');
+        text += effect + "\n";
         out.write(text);
     }
 

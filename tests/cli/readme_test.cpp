@@ -1,0 +1,67 @@
+// The calls of zyscene that the front page shows work as they stand there.
+
+#include "Program.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+std::string projectFolder()
+{
+    return testFolder() + "/../..";
+}
+
+/// The lines "zyscene ..." of the section, without comments, as arguments.
+std::vector<std::vector<std::string>> callsOfReadme()
+{
+    std::vector<std::vector<std::string>> calls;
+    std::istringstream page(readFile(projectFolder() + "/README.md"));
+    bool inSection = false;
+    bool inBlock = false;
+    for (std::string line; std::getline(page, line);) {
+        if (line.compare(0, 3, "## ") == 0)
+            inSection = line == "## zyscene";
+        else if (line.compare(0, 3, "```") == 0)
+            inBlock = !inBlock;
+        if (!inSection || !inBlock)
+            continue;
+        std::istringstream words(line.substr(0, line.find('#')));
+        std::string program;
+        if (!(words >> program) || program != "zyscene")
+            continue;
+        calls.emplace_back();
+        for (std::string word; words >> word;)
+            calls.back().push_back(word);
+    }
+    return calls;
+}
+
+TEST(Readme, callsWork)
+{
+    const TemporaryFolder folder;
+    std::filesystem::copy(projectFolder() + "/examples", folder / "examples",
+                          std::filesystem::copy_options::recursive);
+    const std::vector<std::vector<std::string>> calls = callsOfReadme();
+    EXPECT_GE(calls.size(), 7u);
+    for (const std::vector<std::string>& arguments : calls) {
+        std::string call = "zyscene";
+        for (const std::string& argument : arguments)
+            call += " " + argument;
+        const Outcome run = runZyscene(arguments, folder.path());
+        EXPECT_EQ(0, run.exit) << call << "\n" << run.err;
+        EXPECT_EQ("", run.err) << call;
+        EXPECT_NE("", run.out) << call;
+        if (arguments[0] == "convert") {
+            EXPECT_GT(std::filesystem::file_size(folder / arguments[2]), 1000u) << call;
+            EXPECT_EQ(0, runZyscene({"info", arguments[2]}, folder.path()).exit) << call;
+        }
+    }
+}
+
+} // namespace
