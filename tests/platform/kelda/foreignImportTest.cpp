@@ -15,6 +15,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <sstream>
 
@@ -212,6 +213,27 @@ TEST_F(ForeignImport, failuresAreOneLineAndChangeNothing)
         EXPECT_EQ(errors[0].find(in(name) + ": cannot be "), 0u) << errors[0];
         EXPECT_EQ(sceneText(), before);
     }
+}
+
+TEST_F(ForeignImport, suffixesThatCanBeImportedAreTold)
+{
+    for (const char* suffix : {"obj", "OBJ", ".obj", ".Glb", "ka", "kb", ".KB"})
+        EXPECT_TRUE(KFileIO::isImportable(suffix)) << suffix;
+    for (const char* suffix : {"", ".", "..obj", "*.obj", "obj ", "kc", "doc", "obj;ply", "mesh.xml"})
+        EXPECT_FALSE(KFileIO::isImportable(suffix)) << suffix;
+
+    KStringArray suffixes;
+    suffixes.append("leftover");
+    KFileIO::importableSuffixes(suffixes);
+    std::vector<std::string> all;
+    for (unsigned i = 0; i < suffixes.length(); ++i) {
+        all.push_back(suffixes[i].asChar());
+        EXPECT_TRUE(KFileIO::isImportable(suffixes[i])) << all.back();
+    }
+    EXPECT_EQ(std::adjacent_find(all.begin(), all.end(), std::greater_equal<std::string>()), all.end());
+    for (const char* suffix : {"glb", "gltf", "ka", "kb", "obj", "ply", "stl"})
+        EXPECT_TRUE(std::binary_search(all.begin(), all.end(), suffix)) << suffix;
+    EXPECT_FALSE(std::binary_search(all.begin(), all.end(), "leftover"));
 }
 
 TEST_F(ForeignImport, whatCannotBeTakenOverIsCounted)

@@ -3,6 +3,7 @@
 #include "kelda/KApi.h"
 #include "kelda/KStatus.h"
 #include "kelda/KString.h"
+#include "kelda/KStringArray.h"
 
 /// The scene as a file.
 ///
@@ -40,6 +41,13 @@ public:
     /// A namespace (null or empty: none) is refused with kInvalidParameter: names here have none.
     static KStatus import(const KString& file, const char* type = nullptr, bool preserveReferences = false,
                           const char* nameSpace = nullptr);
+
+    /// Whether import() has a reader for files with this suffix: "obj", ".GLB", also "ka" and "kb". The
+    /// content still decides what a file is. Can be asked before KLibrary::initialize().
+    static bool isImportable(const KString& suffix);
+    /// All suffixes that are importable: small letters, without dots, sorted. Can be asked before
+    /// KLibrary::initialize().
+    static void importableSuffixes(KStringArray& suffixes);
 
     /// Saves the scene. `type`: "keldaAscii", "keldaBinary", or null: by the suffix, "ka" or "kb" in any
     /// letter case. An existing file is replaced when the new one is complete and on the disk, or else stays

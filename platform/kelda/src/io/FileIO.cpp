@@ -151,15 +151,25 @@ std::string absolute(const std::string& path)
     return out;
 }
 
+std::string inSmallLetters(std::string text)
+{
+    for (char& c : text)
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return text;
+}
+
 std::string lowerSuffix(const std::string& path)
 {
     const size_t dot = path.find_last_of("./");
     if (dot == std::string::npos || path[dot] == '/')
         return "";
-    std::string suffix = path.substr(dot + 1);
-    for (char& c : suffix)
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    return suffix;
+    return inSmallLetters(path.substr(dot + 1));
+}
+
+/// "ka" or "kb".
+bool isOwnSuffix(const std::string& suffix)
+{
+    return suffix == "ka" || suffix == "kb";
 }
 
 bool isKnownType(const char* type)
@@ -233,8 +243,8 @@ KStatus importScene(const std::string& path, const char* type)
         return failed(error);
     const Form form = source.form();
     const std::string suffix = lowerSuffix(path);
-    const bool isForeign = form == Form::Other && suffix != "ka" && suffix != "kb";
-    if (isForeign && !isForeignName(path))
+    const bool isForeign = form == Form::Other && !isOwnSuffix(suffix);
+    if (isForeign && !isForeignSuffix(suffix))
         return failed(path + ": cannot be imported: files with " +
                       (suffix.empty() ? "no suffix" : "the suffix \"" + suffix + "\"") +
                       " are of no known format");
@@ -268,7 +278,7 @@ KStatus save(const std::string& path, const char* type)
 {
     const std::string suffix = lowerSuffix(path);
     const bool byName = !type || !*type;
-    if (byName && suffix != "ka" && suffix != "kb")
+    if (byName && !isOwnSuffix(suffix))
         return failed(path +
                           ": cannot be saved: its suffix is neither \"ka\" nor \"kb\" and no type is given",
                       KStatus::kInvalidParameter);
@@ -303,6 +313,7 @@ KStatus KFileIO::newFile(bool)
 {
     if (!KLibrary::isInitialized())
         return KStatus::kNotInitialized;
+    KFaults::note("KFileIO::newFile");
     if (KFaults::hit("KFileIO::newFile"))
         return failed("the scene cannot be emptied");
     Scene::current().clear();
@@ -346,6 +357,21 @@ KStatus KFileIO::import(const KString& file, const char* type, bool, const char*
         return failed(path + ": cannot be imported: there is not enough memory",
                       KStatus::kInsufficientMemory);
     }
+}
+
+bool KFileIO::isImportable(const KString& suffix)
+{
+    const std::string& text = suffix.str();
+    const std::string wanted = inSmallLetters(text.compare(0, 1, ".") == 0 ? text.substr(1) : text);
+    return isOwnSuffix(wanted) || isForeignSuffix(wanted);
+}
+
+void KFileIO::importableSuffixes(KStringArray& suffixes)
+{
+    std::vector<std::string> all = foreignSuffixes();
+    for (const char* own : {"ka", "kb"})
+        all.insert(std::lower_bound(all.begin(), all.end(), own), own);
+    suffixes.assign(all.begin(), all.end());
 }
 
 KStatus KFileIO::saveAs(const KString& file, const char* type, bool)

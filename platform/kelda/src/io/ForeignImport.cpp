@@ -8,6 +8,7 @@
 #include <assimp/material.h>
 #include <assimp/scene.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <csignal>
@@ -435,12 +436,33 @@ struct Descriptor {
 
 } // namespace
 
-bool isForeignName(const std::string& path)
+const std::vector<std::string>& foreignSuffixes()
 {
-    const size_t dot = path.find_last_of("./");
-    if (dot == std::string::npos || path[dot] == '/' || dot + 1 == path.size())
-        return false;
-    return Assimp::Importer().IsExtensionSupported(path.substr(dot));
+    static const std::vector<std::string> all = [] {
+        std::string list; // "*.obj;*.ply;..."
+        Assimp::Importer().GetExtensionList(list);
+        std::vector<std::string> suffixes;
+        for (size_t from = 0; from < list.size();) {
+            const size_t to = std::min(list.find(';', from), list.size());
+            const size_t start = list.find_first_not_of("*.", from);
+            if (start < to) {
+                const std::string suffix = list.substr(start, to - start);
+                // What stands behind the last dot of a name is its suffix; longer ones never match.
+                if (suffix.find('.') == std::string::npos)
+                    suffixes.push_back(suffix);
+            }
+            from = to + 1;
+        }
+        std::sort(suffixes.begin(), suffixes.end());
+        suffixes.erase(std::unique(suffixes.begin(), suffixes.end()), suffixes.end());
+        return suffixes;
+    }();
+    return all;
+}
+
+bool isForeignSuffix(const std::string& suffix)
+{
+    return std::binary_search(foreignSuffixes().begin(), foreignSuffixes().end(), suffix);
 }
 
 // The child allocates after fork(). Only async-signal-safe calls are promised to work there when the parent

@@ -5,9 +5,10 @@
 namespace kelda
 {
 
-/// Whether files of this name are of a format that can be imported besides "ka" and "kb". Only the suffix
-/// counts.
-bool isForeignName(const std::string& path);
+/// Suffixes of the formats that can be imported besides "ka" and "kb": small letters, without dots, sorted.
+const std::vector<std::string>& foreignSuffixes();
+/// `suffix`: in small letters, without a dot.
+bool isForeignSuffix(const std::string& suffix);
 
 /// Reads such a file and tells the sink what is in it. The reading is done by a process of its own, with
 /// limits on time and memory: whatever a damaged file does to the import library, this process gets a
