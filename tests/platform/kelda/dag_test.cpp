@@ -60,6 +60,96 @@ TEST_F(Dag, allPathsComeInTheOrderInWhichTheyWereMade)
         EXPECT_EQ(paths[i].instanceNumber(), i);
 }
 
+TEST_F(Dag, aListOfPathsThatWasHandedOutStaysAsItIs)
+{
+    run("createNode transform -n a; createNode transform -n b; createNode transform -n c;"
+        "createNode locator -n l -p a; parent -add l b");
+    const KFnDagNode leaf(object("|a|l"));
+    KDagPathArray first, own;
+    ASSERT_EQ(leaf.getAllPaths(first), KStatus::kSuccess);
+    ASSERT_EQ(leaf.getAllPaths(own), KStatus::kSuccess);
+    own.append(path("|c"));
+    own.set(path("|c"), 0);
+    ASSERT_EQ(first.length(), 2u);
+    EXPECT_EQ(first[0].fullPathName(), KString("|a|l"));
+
+    run("parent -add l c");
+    KDagPathArray second;
+    ASSERT_EQ(leaf.getAllPaths(second), KStatus::kSuccess);
+    ASSERT_EQ(first.length(), 2u);
+    EXPECT_EQ(first[1].fullPathName(), KString("|b|l"));
+    ASSERT_EQ(second.length(), 3u);
+    EXPECT_EQ(second[2].fullPathName(), KString("|c|l"));
+
+    run("delete b");
+    KDagPathArray third;
+    ASSERT_EQ(leaf.getAllPaths(third), KStatus::kSuccess);
+    ASSERT_EQ(second.length(), 3u);
+    EXPECT_FALSE(second[1].isValid());
+    EXPECT_EQ(second[2].instanceNumber(), 1u);
+    ASSERT_EQ(third.length(), 2u);
+    EXPECT_TRUE(third[1] == second[2]);
+}
+
+TEST_F(Dag, instanceNumbersAreThePlacesInTheListOfPaths)
+{
+    // Three ways to each of three groups, and one more to the last.
+    run("createNode transform -n a; createNode transform -n b; createNode transform -n c; createNode "
+        "transform -n g -p a; createNode transform -n h -p g; createNode transform -n i -p g; createNode "
+        "transform -n j -p g; parent -add g b; parent -add g c; createNode locator -n l -p h;"
+        "parent -add l j; parent -add l i; parent -add l c");
+    for (int round = 0; round < 3; ++round) {
+        std::vector<KDagPath> visited;
+        for (KItDag it(KItDag::kDepthFirst, KFn::kLocator); !it.isDone(); it.next()) {
+            KDagPath at;
+            it.getPath(at);
+            if (at.apiType() == KFn::kLocator)
+                visited.push_back(at);
+        }
+        ASSERT_EQ(visited.size(), round < 2 ? 10u : 7u);
+        // Asked before and after the list exists.
+        std::vector<unsigned> numbers;
+        for (const KDagPath& at : visited)
+            numbers.push_back(at.instanceNumber());
+        KDagPathArray paths;
+        ASSERT_EQ(KFnDagNode(visited[0]).getAllPaths(paths), KStatus::kSuccess);
+        ASSERT_EQ(paths.length(), visited.size());
+        for (size_t i = 0; i < visited.size(); ++i) {
+            ASSERT_LT(numbers[i], paths.length());
+            EXPECT_TRUE(paths[numbers[i]] == visited[i]) << visited[i].fullPathName().asChar();
+            EXPECT_EQ(visited[i].instanceNumber(), numbers[i]);
+        }
+        if (round == 1)
+            run("delete b");
+    }
+}
+
+TEST_F(Dag, aHundredThousandInstancesAreFine)
+{
+    KFnDagNode leaf;
+    const KObject first = leaf.create("locator", "l", KObject::kNullObj);
+    for (int i = 1; i < 100000; ++i) {
+        KFnTransform above;
+        above.create();
+        ASSERT_EQ(above.addChild(leaf.object(), KFnDagNode::kNextPos, true), KStatus::kSuccess);
+    }
+    unsigned expected = 0;
+    for (KItDag it(KItDag::kDepthFirst, KFn::kLocator); !it.isDone(); it.next()) {
+        KDagPath at;
+        it.getPath(at);
+        if (at.apiType() != KFn::kLocator)
+            continue;
+        const KFnDagNode fn(at);
+        KDagPathArray paths;
+        ASSERT_EQ(fn.getAllPaths(paths), KStatus::kSuccess);
+        ASSERT_EQ(paths.length(), 100000u);
+        ASSERT_EQ(at.instanceNumber(), expected);
+        ASSERT_TRUE(paths[expected] == at);
+        ++expected;
+    }
+    EXPECT_EQ(expected, 100000u);
+}
+
 TEST_F(Dag, aPathPopsToTheWorldAndNoFurther)
 {
     run("createNode transform -n a; createNode transform -n b -p a");

@@ -37,6 +37,15 @@ TEST(Library, everythingFailsBeforeItIsInitialized)
     EXPECT_EQ(KPlug().getValue(value), KStatus::kNotInitialized);
 }
 
+TEST(Library, formatsAreKnownBeforeItIsInitialized)
+{
+    ASSERT_FALSE(KLibrary::isInitialized());
+    EXPECT_TRUE(KFileIO::isImportable("glb"));
+    KStringArray suffixes;
+    KFileIO::importableSuffixes(suffixes);
+    EXPECT_GT(suffixes.length(), 2u);
+}
+
 TEST(Library, aStartThatFailsCanBeTriedAgain)
 {
     KFaults::failCall("KLibrary::initialize");

@@ -98,3 +98,54 @@ TEST_F(Names, manyEqualNamesAreNumberedInLinearTime)
         script += "createNode transform -n part;";
     EXPECT_EQ(run(script), "part19999");
 }
+
+// The SDK keeps the name it built last; whatever is asked for next, and whatever has changed since, must not
+// show.
+TEST_F(Names, fullPathNamesFollowEveryChange)
+{
+    run("createNode transform -n top; createNode transform -n left -p top; createNode transform -n right -p "
+        "top; createNode transform -n deep -p left; createNode transform -n other");
+    const KDagPath deep = path("|top|left|deep");
+    const KDagPath left = path("|top|left");
+    const KDagPath right = path("|top|right");
+    const KDagPath other = path("|other");
+    KDagPath world = other;
+    world.pop();
+    EXPECT_EQ(deep.fullPathName(), KString("|top|left|deep"));
+    EXPECT_EQ(other.fullPathName(), KString("|other"));
+    EXPECT_EQ(deep.fullPathName(), KString("|top|left|deep"));
+    EXPECT_EQ(right.fullPathName(), KString("|top|right"));
+    EXPECT_EQ(world.fullPathName(), KString(""));
+    EXPECT_EQ(left.fullPathName(), KString("|top|left"));
+
+    run("rename top summit");
+    EXPECT_EQ(left.fullPathName(), KString("|summit|left"));
+    EXPECT_EQ(deep.fullPathName(), KString("|summit|left|deep"));
+    run("rename deep d");
+    EXPECT_EQ(deep.fullPathName(), KString("|summit|left|d"));
+    EXPECT_EQ(deep.partialPathName(), KString("d"));
+
+    run("parent d right");
+    EXPECT_EQ(deep.fullPathName(), KString(""));
+    EXPECT_EQ(path("|summit|right|d").fullPathName(), KString("|summit|right|d"));
+    run("delete right");
+    EXPECT_EQ(right.fullPathName(), KString(""));
+    EXPECT_EQ(left.fullPathName(), KString("|summit|left"));
+    KFileIO::newFile(true);
+    run("createNode transform -n summit; createNode transform -n x -p summit");
+    EXPECT_EQ(path("|summit|x").fullPathName(), KString("|summit|x"));
+}
+
+TEST_F(Names, partialNamesAreTheShortestTailThatIsUnique)
+{
+    run("createNode transform -n a; createNode transform -n b; createNode transform -n m -p a; createNode "
+        "transform -n n -p a; createNode locator -n l -p m; parent -add l n");
+    EXPECT_EQ(path("|a|m|l").partialPathName(), KString("m|l"));
+    EXPECT_EQ(path("|a|n|l").partialPathName(), KString("n|l"));
+    run("parent -add m b");
+    EXPECT_EQ(path("|a|m|l").partialPathName(), KString("a|m|l"));
+    EXPECT_EQ(path("|b|m|l").partialPathName(), KString("b|m|l"));
+    EXPECT_EQ(path("|a|n|l").partialPathName(), KString("n|l"));
+    EXPECT_EQ(path("|b|m").partialPathName(), KString("b|m"));
+    EXPECT_EQ(path("|b").partialPathName(), KString("b"));
+}

@@ -89,9 +89,11 @@ TEST_F(Plugs, connectionsAreFollowedInBothDirections)
     ASSERT_TRUE(surface.connectedTo(plugs, true, false));
     ASSERT_EQ(plugs.length(), 1u);
     EXPECT_EQ(plugs[0].name(), KString("l.outColor"));
-    EXPECT_FALSE(surface.connectedTo(plugs, false, true));
-    ASSERT_TRUE(plugs[0].connectedTo(plugs, false, true));
+    ASSERT_TRUE(plugs[0].connectedTo(plugs, false, true)); // an element of the array that is filled
+    ASSERT_EQ(plugs.length(), 1u);
     EXPECT_EQ(plugs[0], surface);
+    EXPECT_FALSE(surface.connectedTo(plugs, false, true));
+    EXPECT_EQ(plugs.length(), 0u);
     run("delete l");
     EXPECT_FALSE(surface.isConnected());
 }

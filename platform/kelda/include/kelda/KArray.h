@@ -16,7 +16,7 @@ public:
     void setLength(unsigned length) { _items.resize(length); } ///< new elements have the type's default value
     void setSizeIncrement(unsigned) {}                         ///< growth is geometric in any case
     void reserve(unsigned length) { _items.reserve(length); }
-    void clear() { _items.clear(); }
+    void clear() { std::vector<T>().swap(_items); } ///< gives the memory back, too
     void append(const T& value) { _items.push_back(value); }
     void remove(unsigned index) { _items.erase(_items.begin() + static_cast<int>(index)); }
     template <class Iterator>

@@ -179,34 +179,17 @@ bool KDagPath::isInstanced() const
 
 unsigned KDagPath::instanceNumber(KStatus* status) const
 {
-    const DagNode* end = endOf(*this, status);
-    Scene& scene = Scene::current();
-    if (!end || scene.pathCount(*end) == 1)
-        return 0;
-    std::vector<NodeId> ids;
-    PathTable::idsOf(_cell, ids);
-    uint32_t number = 0;
-    if (!scene.instanceOfPath(ids.data(), ids.size(), number))
-        give(status, KStatus(KStatus::kFailure));
-    return number;
+    return endOf(*this, status) ? Scene::current().paths().instanceNumber(_cell) : 0;
 }
 
 KString KDagPath::fullPathName(KStatus* status) const
 {
-    if (!endOf(*this, status))
-        return KString();
-    std::vector<NodeId> ids;
-    PathTable::idsOf(_cell, ids);
-    return KString(Scene::current().fullPathName(ids.data(), ids.size()));
+    return endOf(*this, status) ? KString(Scene::current().paths().fullName(_cell)) : KString();
 }
 
 KString KDagPath::partialPathName(KStatus* status) const
 {
-    if (!endOf(*this, status))
-        return KString();
-    std::vector<NodeId> ids;
-    PathTable::idsOf(_cell, ids);
-    return KString(Scene::current().partialPathName(ids.data(), ids.size()));
+    return endOf(*this, status) ? KString(Scene::current().paths().partialName(_cell)) : KString();
 }
 
 bool KDagPath::operator==(const KDagPath& other) const

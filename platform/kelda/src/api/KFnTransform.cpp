@@ -311,7 +311,8 @@ KPoint KFnTransform::scalePivot(KSpace::Space space, KStatus* status) const
     const TransformData* data = dataOf(_object, status);
     if (!data)
         return KPoint();
-    return KPoint(toSpace(KVector(data->scalePivot), localMatrix(*data), dagPath(status), space, true));
+    const KVector at(data->scalePivot);
+    return KPoint(isLocal(space) ? at : toSpace(at, localMatrix(*data), dagPath(status), space, true));
 }
 
 KStatus KFnTransform::setScalePivot(const KPoint& pivot, KSpace::Space space, bool balance)
@@ -338,7 +339,8 @@ KPoint KFnTransform::rotatePivot(KSpace::Space space, KStatus* status) const
     const TransformData* data = dataOf(_object, status);
     if (!data)
         return KPoint();
-    return KPoint(toSpace(KVector(data->rotatePivot), localMatrix(*data), dagPath(status), space, true));
+    const KVector at(data->rotatePivot);
+    return KPoint(isLocal(space) ? at : toSpace(at, localMatrix(*data), dagPath(status), space, true));
 }
 
 KStatus KFnTransform::setRotatePivot(const KPoint& pivot, KSpace::Space space, bool balance)

@@ -64,7 +64,7 @@ bool KItDag::stepDown(unsigned node)
     if (at >= children.size())
         return false;
     const NodeId child = children[at++];
-    _path = KDagPath::adopt(scene.paths().child(_path.cell(), child));
+    _path = KDagPath::adopt(scene.paths().step(_path.cell(), child));
     return true;
 }
 

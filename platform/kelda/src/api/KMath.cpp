@@ -209,8 +209,6 @@ const int kAxes[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}, {0, 2, 1}, {1, 0, 2}, 
 KMatrix axisRotation(int axis, double angle)
 {
     KMatrix out;
-    if (angle == 0)
-        return out;
     const int j = (axis + 1) % 3;
     const int k = (axis + 2) % 3;
     const double s = std::sin(angle);
@@ -240,9 +238,15 @@ KQuaternion KEulerRotation::asQuaternion() const
 KMatrix KEulerRotation::asMatrix() const
 {
     const double angles[3] = {x, y, z};
-    const int* axes = kAxes[order];
-    return axisRotation(axes[0], angles[axes[0]]) * axisRotation(axes[1], angles[axes[1]]) *
-           axisRotation(axes[2], angles[axes[2]]);
+    KMatrix out;
+    bool turned = false;
+    for (int axis : kAxes[order]) {
+        if (angles[axis] == 0)
+            continue;
+        out = turned ? out * axisRotation(axis, angles[axis]) : axisRotation(axis, angles[axis]);
+        turned = true;
+    }
+    return out;
 }
 
 KEulerRotation KEulerRotation::decompose(const KMatrix& matrix, RotationOrder order)
@@ -374,10 +378,16 @@ KMatrix KTransformationMatrix::asMatrix() const
     KMatrix out = linear;
     KVector at = KVector(-_scalePivot.x, -_scalePivot.y, -_scalePivot.z) * linear;
     at = at + KVector(_scalePivot.x, _scalePivot.y, _scalePivot.z) + _scalePivotTranslation;
-    const KMatrix turn = _orientation.asMatrix() * _rotation.asMatrix();
     const KVector pivot(_rotatePivot.x, _rotatePivot.y, _rotatePivot.z);
-    out = out * turn;
-    at = (at - pivot) * turn + pivot + _rotatePivotTranslation + _translation;
+    at = at - pivot;
+    for (const KEulerRotation* rotation : {&_orientation, &_rotation}) {
+        if (rotation->x == 0 && rotation->y == 0 && rotation->z == 0)
+            continue;
+        const KMatrix turn = rotation->asMatrix();
+        out = out * turn;
+        at = at * turn;
+    }
+    at = at + pivot + _rotatePivotTranslation + _translation;
     out.m[3][0] = at.x;
     out.m[3][1] = at.y;
     out.m[3][2] = at.z;

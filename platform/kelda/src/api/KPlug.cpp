@@ -224,17 +224,18 @@ bool KPlug::isConnected() const
 
 bool KPlug::connectedTo(KPlugArray& plugs, bool asDestination, bool asSource, KStatus* status) const
 {
+    const KPlug self(*this); // it may be an element of the array
     plugs.clear();
     if (give(status, enter("KPlug::connectedTo")).error())
         return false;
-    const Node* node = nodeOf(_node);
-    if (_attr < 0 || !node) {
+    const Node* node = nodeOf(self._node);
+    if (self._attr < 0 || !node) {
         give(status, KStatus(KStatus::kInvalidParameter));
         return false;
     }
     if (!node->links)
         return false;
-    const PlugKey own{_node.nodeId(), _attr, _element};
+    const PlugKey own{self._node.nodeId(), self._attr, self._element};
     const auto collect = [&](const std::vector<Link>& links) {
         for (const Link& l : links)
             if (l.own == own)

@@ -9,7 +9,8 @@ namespace kelda
 
 void PathTable::clear()
 {
-    _all.clear(); // releases its paths while the cells are still ours
+    forgetAll(); // releases its paths while the cells are still ours
+    forgetNames();
     for (KDagPathCell* cell : _cells)
         if (cell)
             cell->epoch = 0; // from now on the paths' own
@@ -29,7 +30,7 @@ KDagPathCell* PathTable::make(KDagPathCell* parent, NodeId node, uint64_t key)
         _freeIndices.pop_back();
     }
     KDagPathCell* cell =
-        new KDagPathCell{parent, node, index, 1, parent ? parent->depth + 1 : 0, _scene.epoch(), 0};
+        new KDagPathCell{parent, node, index, 1, parent ? parent->depth + 1 : 0, _scene.epoch(), 0, 0, 0};
     if (parent)
         ++parent->refs;
     _cells[index] = cell;
@@ -44,7 +45,9 @@ static uint64_t cellKey(const KDagPathCell* parent, NodeId node)
 
 KDagPathCell* PathTable::world()
 {
-    return child(nullptr, kWorld);
+    KDagPathCell* const cell = child(nullptr, kWorld);
+    cell->linkStamp = _linkStamp;
+    return cell;
 }
 
 KDagPathCell* PathTable::child(KDagPathCell* parent, NodeId node)
@@ -102,8 +105,7 @@ bool PathTable::exists(KDagPathCell* cell)
     KDagPathCell* known = cell;
     for (; known->linkStamp != _linkStamp && known->parent; known = known->parent) {
         const DagNode* node = _scene.dag(known->node);
-        if (!node ||
-            std::find(node->parents.begin(), node->parents.end(), known->parent->node) == node->parents.end())
+        if (!node || _scene.childOfName(known->parent->node, node->name) != node->id)
             return false;
     }
     for (KDagPathCell* c = cell; c != known; c = c->parent)
@@ -137,12 +139,145 @@ PathTable::Paths PathTable::allPaths(const DagNode& node)
         if (at->id == kWorld)
             paths->push_back(KDagPath::adopt(world()));
         for (NodeId parentId : at->parents)
-            for (const KDagPath& path : *_all.find(parentId)->second)
-                paths->push_back(KDagPath::adopt(child(path.cell(), at->id)));
-        _all.emplace(at->id, std::move(paths));
+            for (const KDagPath& path : *_all.find(parentId)->second.paths)
+                paths->push_back(KDagPath::adopt(step(path.cell(), at->id)));
+        if (++_lastList == 0)
+            _lastList = 1;
+        uint32_t number = 0;
+        for (const KDagPath& path : *paths) {
+            path.cell()->number = number++;
+            path.cell()->listStamp = _lastList;
+        }
+        _all.emplace(at->id, List{std::move(paths), _lastList});
         stack.pop_back();
     }
-    return _all.find(node.id)->second;
+    return _all.find(node.id)->second.paths;
+}
+
+// A list is made once the steps without one have cost as much. A few questions about a node with millions of
+// paths do not make one.
+uint32_t PathTable::instanceNumber(const KDagPathCell* cell)
+{
+    const DagNode& end = *_scene.dag(cell->node);
+    const uint32_t count = _scene.pathCount(end);
+    if (count == 1)
+        return 0;
+    const auto isListed = [&] {
+        const auto found = _all.find(end.id);
+        return found != _all.end() && found->second.stamp == cell->listStamp;
+    };
+    if (isListed())
+        return cell->number;
+    // All paths over the parents before the one on the path come first, at each level.
+    uint64_t number = 0;
+    uint64_t steps = 0;
+    for (const KDagPathCell* c = cell; c->parent; c = c->parent) {
+        const DagNode& at = *_scene.dag(c->node);
+        const auto found = std::find(at.parents.begin(), at.parents.end(), c->parent->node);
+        steps += 1 + static_cast<uint64_t>(found - at.parents.begin());
+        if (_scene.pathCount(at) == at.parents.size()) {
+            number += static_cast<uint64_t>(found - at.parents.begin());
+        } else {
+            for (auto it = at.parents.begin(); it != found; ++it)
+                number += _scene.pathCount(*_scene.dag(*it));
+        }
+    }
+    uint64_t& walked = _walked[end.id];
+    walked += steps;
+    if (walked >= count)
+        allPaths(end);
+    return static_cast<uint32_t>(std::min<uint64_t>(number, 0xffffffffu));
+}
+
+// -- Names ----------------------------------------------------------------------------------------
+
+void PathTable::forgetNames()
+{
+    if (!_named)
+        return;
+    release(_named);
+    _named = nullptr;
+    _fullName.clear();
+}
+
+const std::string& PathTable::fullName(KDagPathCell* cell)
+{
+    const auto nameOf = [this](const KDagPathCell* c) -> const std::string& {
+        return _scene.name(*_scene.node(c->node));
+    };
+    if (!_named)
+        _named = world();
+    // Up from both ends to where they meet.
+    const KDagPathCell* from = _named;
+    const KDagPathCell* to = cell;
+    size_t kept = _fullName.size();
+    size_t added = 0;
+    while (from != to) {
+        const uint32_t depth = std::max(from->depth, to->depth);
+        if (from->depth == depth) {
+            kept -= 1 + nameOf(from).size();
+            from = from->parent;
+        }
+        if (to->depth == depth) {
+            added += 1 + nameOf(to).size();
+            to = to->parent;
+        }
+    }
+    _fullName.resize(kept + added);
+    char* end = &_fullName[0] + kept + added;
+    for (const KDagPathCell* c = cell; c != to; c = c->parent) {
+        const std::string& name = nameOf(c);
+        end -= name.size();
+        std::copy(name.begin(), name.end(), end);
+        *--end = '|';
+    }
+    ++cell->refs;
+    release(_named);
+    _named = cell;
+    return _fullName;
+}
+
+std::string PathTable::partialName(KDagPathCell* cell)
+{
+    if (!cell->parent)
+        return std::string();
+    const DagNode& end = *_scene.dag(cell->node);
+    if (_scene.isNameUnique(end) && _scene.pathCount(end) == 1)
+        return _scene.name(end);
+    // A tail is unique when its names lead down from one path only. The tails are counted from their topmost
+    // name; what would take more than this many steps is not tried.
+    const size_t kMaxSameNames = 256;
+    size_t steps = 4096;
+    std::vector<NameId> names{end.name}; // from the end up
+    for (const KDagPathCell* top = cell->parent; top->parent; top = top->parent) {
+        names.push_back(_scene.node(top->node)->name);
+        const size_t sameNames = _scene.countOfName(names.back());
+        if (sameNames > kMaxSameNames)
+            continue;
+        const size_t cost = sameNames * names.size();
+        if (cost > steps)
+            break;
+        steps -= cost;
+        uint64_t paths = 0;
+        for (NodeId start = _scene.firstOfName(names.back()); start != kNoNode && paths < 2;
+             start = _scene.node(start)->nextSameName) {
+            NodeId at = start;
+            for (size_t i = names.size() - 1; i-- > 0 && at != kNoNode;)
+                at = _scene.childOfName(at, names[i]);
+            if (at != kNoNode)
+                paths += _scene.pathCount(*_scene.dag(start));
+        }
+        if (paths == 1) {
+            std::string out;
+            for (size_t i = names.size(); i-- > 0;) {
+                out += _scene.name(names[i]);
+                if (i > 0)
+                    out += '|';
+            }
+            return out;
+        }
+    }
+    return fullName(cell);
 }
 
 } // namespace kelda

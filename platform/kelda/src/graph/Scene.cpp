@@ -116,12 +116,6 @@ void Scene::makeDefaults()
     shader->isDefault = true;
 }
 
-void Scene::reserve(size_t nodes)
-{
-    _nodes.reserve(_nodes.size() + nodes);
-    _nameIds.reserve(_nameIds.size() + nodes);
-}
-
 Node* Scene::create(const NodeType& type, std::string_view name, NodeId parentId, size_t position,
                     Outcome* why)
 {
@@ -331,10 +325,7 @@ Outcome Scene::addParent(DagNode& child, DagNode& parent, size_t position)
         return Outcome(KStatus::kInvalidParameter, "the world cannot have a parent");
     if (parent.isA(KFn::kShape))
         return Outcome(KStatus::kInvalidParameter, "the shape \"" + name(parent) + "\" cannot have children");
-    // The shorter list answers whether they are linked already.
-    const bool viaParents = child.parents.size() <= parent.children.size();
-    const std::vector<NodeId>& list = viaParents ? child.parents : parent.children;
-    if (std::find(list.begin(), list.end(), viaParents ? parent.id : child.id) != list.end())
+    if (childOfName(parent.id, child.name) == child.id)
         return Outcome(KStatus::kFailure,
                        "\"" + name(child) + "\" already stands below \"" + name(parent) + "\"");
     if (isAncestor(child, parent))
@@ -359,8 +350,11 @@ Outcome Scene::addParent(DagNode& child, DagNode& parent, size_t position)
     }
     // A node without children: the new instances come last, and nobody else's numbers change.
     const uint32_t before = pathCount(child);
+    const uint64_t sum = uint64_t(before) + pathCount(parent);
     link(child, parent, position);
     shapeChanged(child);
+    child.pathCount = static_cast<uint32_t>(std::min<uint64_t>(sum, 0xffffffffu));
+    child.pathStamp = _dagStamp;
     if (child.memberships && !child.memberships->empty() && !child.memberships->front().empty()) {
         const uint32_t after = pathCount(child);
         if (after <= PathTable::kMaxListedPaths) {
@@ -429,7 +423,7 @@ Outcome Scene::moveChild(DagNode& child, DagNode& from, DagNode& to, size_t posi
     }
     if (to.isA(KFn::kShape))
         return Outcome(KStatus::kInvalidParameter, "the shape \"" + name(to) + "\" cannot have children");
-    if (std::find(child.parents.begin(), child.parents.end(), to.id) != child.parents.end())
+    if (childOfName(to.id, child.name) == child.id)
         return Outcome(KStatus::kFailure,
                        "\"" + name(child) + "\" already stands below \"" + name(to) + "\"");
     if (isAncestor(child, to))

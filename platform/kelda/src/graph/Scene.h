@@ -65,7 +65,6 @@ public:
         return n && n->isDag ? static_cast<DagNode*>(n) : nullptr;
     }
     DagNode& world() const { return *static_cast<DagNode*>(_nodes[kWorld].get()); }
-    void reserve(size_t nodes);
 
     /// Makes a node. The name is legalised and made unique; empty: the type's default name. `parent` is
     /// looked at for DAG types only (a shape may stand below the world, too). Null, with `why` set, when the
@@ -80,6 +79,7 @@ public:
     // -- names
 
     const std::string& name(const Node& node) const { return _names[node.name].text; }
+    const std::string& name(NameId id) const { return _names[id].text; }
     /// Gives the node the name, legalised and made unique; empty: the default name. The name it got:
     /// name(node).
     Outcome rename(Node& node, std::string_view name);
@@ -91,6 +91,7 @@ public:
     /// Same, for DAG nodes; gives the path as node ids from below the world down to the node.
     Outcome findPath(std::string_view text, std::vector<NodeId>& out) const;
     bool isNameUnique(const Node& node) const { return _names[node.name].count == 1; }
+    uint32_t countOfName(NameId name) const { return _names[name].count; }
     NodeId firstOfName(NameId name) const { return _names[name].first; }
     NodeId childOfName(NodeId parent, NameId name) const { return _children.find(key(parent, name)); }
     bool findName(std::string_view text, NameId& out) const; ///< false: no node has borne that name
@@ -168,9 +169,6 @@ public:
     } ///< full path of the file last opened or saved; or empty
     void setFileName(std::string name) { _fileName = std::move(name); }
 
-    std::string fullPathName(const NodeId* ids, size_t count) const; ///< "|car|door"; nothing: ""
-    std::string partialPathName(const NodeId* ids,
-                                size_t count) const;  ///< shortest that names this path alone
     std::string shortestName(const Node& node) const; ///< of instance 0, for a DAG node
 
 private:
@@ -178,6 +176,7 @@ private:
         std::string text;
         NodeId first = kNoNode;
         uint32_t count = 0;
+        NameId nextSameHash = FlatMap::kNone;
     };
 
     static uint64_t key(NodeId parent, NameId name) { return (uint64_t(parent) << 32) | name; }
@@ -195,7 +194,7 @@ private:
 
     std::vector<std::unique_ptr<Node>> _nodes;
     std::deque<Name> _names;
-    std::unordered_map<std::string_view, NameId> _nameIds;
+    FlatMap _nameIds;     ///< hash of the text to the name interned last of those with that hash
     FlatMap _children;    ///< (parent, name) to child
     FlatMap _nextNumbers; ///< (parent or kNoNode, name without its number) to the number to try next
     mutable uint32_t _walk = 0;

@@ -1,3 +1,4 @@
+#include "dag/PathTable.h"
 #include "graph/Scene.h"
 
 #include <algorithm>
@@ -64,25 +65,34 @@ std::string Scene::legalName(std::string_view text)
 
 // -- The table of names ---------------------------------------------------------------------------
 
+static uint64_t hashOf(std::string_view text)
+{
+    return std::hash<std::string_view>()(text) & 0x7fffffffffffffffu; // the table does not take all keys
+}
+
 NameId Scene::intern(std::string_view text)
 {
-    const auto found = _nameIds.find(text);
-    if (found != _nameIds.end())
-        return found->second;
-    const NameId id = static_cast<NameId>(_names.size());
+    NameId id = 0;
+    if (findName(text, id))
+        return id;
+    const uint64_t hash = hashOf(text);
+    id = static_cast<NameId>(_names.size());
     _names.emplace_back();
     _names.back().text = std::string(text);
-    _nameIds.emplace(_names.back().text, id);
+    _names.back().nextSameHash = _nameIds.find(hash);
+    _nameIds.set(hash, id);
     return id;
 }
 
 bool Scene::findName(std::string_view text, NameId& out) const
 {
-    const auto found = _nameIds.find(text);
-    if (found == _nameIds.end())
-        return false;
-    out = found->second;
-    return true;
+    for (NameId id = _nameIds.find(hashOf(text)); id != FlatMap::kNone; id = _names[id].nextSameHash) {
+        if (_names[id].text == text) {
+            out = id;
+            return true;
+        }
+    }
+    return false;
 }
 
 void Scene::attachName(Node& node, NameId id)
@@ -107,6 +117,7 @@ void Scene::detachName(Node& node)
     if (node.nextSameName != kNoNode)
         _nodes[node.nextSameName]->prevSameName = node.prevSameName;
     --name.count;
+    _paths->forgetNames();
     freeNumber(kNoNode, name.text);
     if (node.isDag)
         for (NodeId p : static_cast<DagNode&>(node).parents)
@@ -266,57 +277,16 @@ Outcome Scene::find(std::string_view text, NodeId& out) const
 
 // -- From nodes to names --------------------------------------------------------------------------
 
-std::string Scene::fullPathName(const NodeId* ids, size_t count) const
-{
-    std::string out;
-    for (size_t i = 0; i < count; ++i) {
-        out += '|';
-        out += name(*node(ids[i]));
-    }
-    return out;
-}
-
-std::string Scene::partialPathName(const NodeId* ids, size_t count) const
-{
-    if (count == 0)
-        return std::string();
-    const DagNode& end = *dag(ids[count - 1]);
-    if (isNameUnique(end) && pathCount(end) == 1)
-        return name(end);
-    // A tail is unique when its names lead down from one path only. The tails are counted from their topmost
-    // name; what would take more than this many steps is not tried.
-    const size_t kMaxSameNames = 256;
-    size_t steps = 4096;
-    for (size_t length = 2; length <= count; ++length) {
-        const NameId top = dag(ids[count - length])->name;
-        const size_t cost = _names[top].count * length;
-        if (_names[top].count > kMaxSameNames)
-            continue;
-        if (cost > steps)
-            break;
-        steps -= cost;
-        uint64_t paths = 0;
-        for (NodeId start = _names[top].first; start != kNoNode && paths < 2;
-             start = _nodes[start]->nextSameName) {
-            NodeId at = start;
-            for (size_t i = count - length + 1; i < count && at != kNoNode; ++i)
-                at = childOfName(at, dag(ids[i])->name);
-            if (at != kNoNode)
-                paths += pathCount(*dag(start));
-        }
-        if (paths == 1)
-            return fullPathName(ids + (count - length), length).substr(1);
-    }
-    return fullPathName(ids, count);
-}
-
 std::string Scene::shortestName(const Node& node) const
 {
     if (!node.isDag || isNameUnique(node))
         return name(node);
     std::vector<NodeId> ids;
     pathOfInstance(static_cast<const DagNode&>(node), 0, ids);
-    return partialPathName(ids.data(), ids.size());
+    KDagPathCell* const cell = _paths->intern(ids.data(), ids.size());
+    std::string text = _paths->partialName(cell);
+    _paths->release(cell);
+    return text;
 }
 
 } // namespace kelda
