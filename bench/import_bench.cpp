@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <malloc.h>
 #include <map>
 #include <string>
 
@@ -44,6 +45,7 @@ const Files& filesOf(const std::string& name, const std::function<bench::Scene()
     const bench::Scene scene = make();
     bench::writeKelda(scene, files.kb);
     bench::writeGlb(scene, files.glb);
+    malloc_trim(0); // the heap as a fresh process has it
     return written[name] = files;
 }
 

@@ -42,7 +42,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <typeindex>
 
 // -- Options and members ---------------------------------------------------------------------------
@@ -59,11 +61,23 @@ struct SwitchOption {
 const char unitsKey[] = "importunits=";
 } // namespace
 
-bool zyKeldaLoader::PathNameOrder::operator()(const std::string& a, const std::string& b) const
+// Multiply and fold: each step spreads eight bytes over the whole word.
+std::size_t zyKeldaLoader::NameHash::operator()(const std::string& name) const
 {
-    if (a.size() != b.size())
-        return a.size() < b.size();
-    return std::lexicographical_compare(a.rbegin(), a.rend(), b.rbegin(), b.rend());
+    const std::uint64_t factor = 0x9e3779b97f4a7c15u;
+    std::uint64_t hash = name.size() * factor;
+    const char* bytes = name.data();
+    std::size_t left = name.size();
+    for (; left >= sizeof(std::uint64_t); left -= sizeof(std::uint64_t), bytes += sizeof(std::uint64_t)) {
+        std::uint64_t word;
+        std::memcpy(&word, bytes, sizeof(word));
+        hash = (hash ^ word) * factor;
+        hash ^= hash >> 32;
+    }
+    std::uint64_t rest = 0;
+    std::memcpy(&rest, bytes, left);
+    hash = (hash ^ rest) * factor;
+    return static_cast<std::size_t>(hash ^ (hash >> 32));
 }
 
 zyKeldaLoader::zyKeldaLoader(const std::string& fileName, const std::string& options)
@@ -395,6 +409,7 @@ void zyKeldaLoader::walkScenegraph()
     if (status.error())
         return;
 
+    _nodes.reserve(static_cast<std::size_t>(total));
     bool rememberedFlag = false;
     KDagPath rememberedPath;
     for (osg::UInt64 i = 0; !it.isDone(); ++i, it.next()) {
@@ -543,12 +558,11 @@ osg::NodePtr zyKeldaLoader::getOSGNode(const KDagPath& path)
 void zyKeldaLoader::addOSGNode(const KDagPath& path, const osg::NodePtr& node)
 {
     const std::string name = path.fullPathName().asUTF8();
-    const auto place = _nodes.lower_bound(name);
-    if (place != _nodes.end() && place->first == name && place->second != osg::NullFC) {
+    osg::NodePtr& entry = _nodes[name];
+    if (entry != osg::NullFC)
         std::fprintf(stderr, "addOSGNode: '%s' already exists.\n", name.c_str());
-        return;
-    }
-    _nodes.insert(place, std::make_pair(name, node));
+    else
+        entry = node;
 }
 
 // -- Transforms ------------------------------------------------------------------------------------
@@ -754,7 +768,7 @@ struct FaceProperties {
     }
 };
 
-void fillFaces(const FaceProperties& faces, KItMeshPolygon& it, const MeshUVSets& uvSets)
+void fillFaces(const FaceProperties& faces, KItMeshPolygon& it, const MeshUVSets& uvSets, osg::UInt32 points)
 {
     const osg::CPEditor editTypes(faces.types);
     const osg::CPEditor editLengths(faces.lengths);
@@ -762,6 +776,12 @@ void fillFaces(const FaceProperties& faces, KItMeshPolygon& it, const MeshUVSets
     auto& types = faces.types->getField();
     auto& lengths = faces.lengths->getField();
     auto& indices = faces.indices->getField();
+
+    // Room for a closed mesh of triangles, as long as it is a small one: large arrays grow without copying.
+    const osg::UInt32 expected = std::min<osg::UInt32>(points, 4096);
+    types.reserve(2 * expected);
+    lengths.reserve(2 * expected);
+    indices.reserve(6 * expected * (2 + uvSets.used));
 
     KStatus status;
     for (; !it.isDone(); it.next()) {
@@ -787,6 +807,9 @@ void fillFaces(const FaceProperties& faces, KItMeshPolygon& it, const MeshUVSets
             }
         }
     }
+    types.shrink();
+    lengths.shrink();
+    indices.shrink();
 }
 
 void setIndexMapping(const osg::GeometryPtr& geometry, unsigned int usedUVSets)
@@ -911,7 +934,7 @@ osg::NodePtr zyKeldaLoader::convertMesh(const KDagPath& path)
         }
 
         FaceProperties faces;
-        fillFaces(faces, it, uvSets);
+        fillFaces(faces, it, uvSets, shared.positions->size());
         if (faces.indices->size() == 0) {
             std::printf("skipping geometry with no indices.\n");
             faces.release();

@@ -12,6 +12,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 class KFnDagNode;
@@ -44,11 +45,11 @@ public:
 private:
     friend class zyKeldaLoaderTestAccess;
 
-    /// Orders names by length, then from their last character backwards: full path names share long
-    /// beginnings.
-    struct PathNameOrder {
-        bool operator()(const std::string& a, const std::string& b) const;
+    /// Hash of a name, eight bytes at a time: full path names are long, and there is one for each node.
+    struct NameHash {
+        std::size_t operator()(const std::string& name) const;
     };
+    typedef std::unordered_map<std::string, osg::NodePtr, NameHash> NodesByName;
 
     struct NameRecord {
         std::string name;
@@ -108,11 +109,10 @@ private:
         _materialLibraryRoot; ///< referenced between loadMaterialLibrary() and unloadMaterialLibrary()
     std::map<std::string, osg::MaterialPtr> _libraryMaterials; ///< materials of the library by name
 
-    std::vector<NameRecord> _nameRecords;                      ///< filled by no step of the import
-    std::vector<PlanarProjection> _planarProjections;          ///< materials whose texture is projected
-    std::map<std::string, osg::NodePtr, PathNameOrder> _nodes; ///< full DAG path name to the node made for it
-    std::map<std::string, osg::NodePtr>
-        _transformsByName; ///< partial DAG path name to node, transform cores only
+    std::vector<NameRecord> _nameRecords;             ///< filled by no step of the import
+    std::vector<PlanarProjection> _planarProjections; ///< materials whose texture is projected
+    NodesByName _nodes;                               ///< full DAG path name to the node made for it
+    NodesByName _transformsByName;                    ///< partial DAG path name to node, transform cores only
     std::map<std::string, unsigned int>
         _uvSetIndices; ///< UV set name to its index in the mesh that named it first
 
