@@ -5,7 +5,7 @@ set -euo pipefail
 packages=(
   cmake ninja-build g++ pkg-config          # build
   clang libclang-rt-14-dev                  # fuzz targets (libFuzzer)
-  libassimp-dev                             # open interchange formats
+  libassimp-dev zlib1g-dev                  # open interchange formats
   libmeshoptimizer-dev                      # vertex unification
   libxxhash-dev                             # checksums of the binary scene form
   libcli11-dev nlohmann-json3-dev           # the command line and its JSON
