@@ -2,7 +2,8 @@
 
 #include <OpenSG/OSGConfig.h>
 
-// The enumerants that scene data speaks of. System headers are not needed; where they come first, theirs are used.
+// The enumerants that scene data speaks of. System headers are not needed; where they come first, theirs are
+// used.
 
 typedef unsigned int GLenum;
 
