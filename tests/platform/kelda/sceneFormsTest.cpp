@@ -371,6 +371,13 @@ TEST_F(SceneForms, meshThatIsNotOneIsRefused)
                     "setAttr \".faceCounts\" -type \"intArray\" 1 3;\n"
                     "setAttr \".faceVertices\" -type \"intArray\" 3 0 1 3;",
                 "2:1: createNode: the mesh \"m\": a face vertex is not a point of the mesh");
+    expectError(start + points +
+                    "setAttr \".faceCounts\" -type \"intArray\" 1 3;\n"
+                    "setAttr \".faceVertices\" -type \"intArray\" 3 0 1 2;\n"
+                    "setAttr \".uvSets[0].uvSetName\" -type \"string\" \"map1\";\n"
+                    "setAttr \".uvSets[0].uvs\" -type \"floatArray\" 2 0 0;\n"
+                    "setAttr \".uvSets[0].uvIds\" -type \"intArray\" 3 0 0 2147483647;",
+                "2:1: createNode: the mesh \"m\": a UV id is not a UV of its set");
     expectError(start + "setAttr \".points\" -type \"floatArray\" 4000000000 0 0 0;",
                 "3:38: setAttr: the array says it has 4000000000 numbers, but 3 follow");
     expectError(start + "setAttr \".points\" -type \"floatArray\" 3 0 nan 0;",

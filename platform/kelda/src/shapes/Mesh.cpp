@@ -24,7 +24,7 @@ bool idsInRange(const PodVector<int32_t>& ids, int32_t lowest, size_t count)
     const uint32_t span = static_cast<uint32_t>(count) + static_cast<uint32_t>(-lowest);
     uint32_t bad = 0;
     for (int32_t id : ids)
-        bad |= static_cast<uint32_t>(id - lowest) >= span ? 1u : 0u;
+        bad |= static_cast<uint32_t>(id) - static_cast<uint32_t>(lowest) >= span ? 1u : 0u;
     return bad == 0;
 }
 
