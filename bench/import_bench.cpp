@@ -58,7 +58,8 @@ const Files& s2()
     return filesOf("S2", [] { return bench::manyNodes(); });
 }
 
-void importFile(benchmark::State& state, const std::string& path)
+/// @param fresh whether each import takes its memory from the system, as the first one of a process does
+void importFile(benchmark::State& state, const std::string& path, bool fresh = false)
 {
     for (auto _ : state) {
         osg::NodePtr root = osg::SceneFileHandler::the()->read(path.c_str());
@@ -68,6 +69,8 @@ void importFile(benchmark::State& state, const std::string& path)
         }
         state.PauseTiming();
         osg::subRefCP(root);
+        if (fresh)
+            malloc_trim(0);
         state.ResumeTiming();
     }
 }
@@ -108,7 +111,8 @@ void addGrowth(const char* name, const std::function<bench::Scene(size_t)>& make
                                      [=](benchmark::State& state) {
                                          std::string file = label;
                                          file[file.find('/')] = '_';
-                                         importFile(state, filesOf(file, [&] { return make(size); }).kb);
+                                         importFile(state, filesOf(file, [&] { return make(size); }).kb,
+                                                    true);
                                      })
             ->Unit(benchmark::kMillisecond)
             ->UseRealTime();

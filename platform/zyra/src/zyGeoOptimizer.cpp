@@ -52,7 +52,11 @@ class Unification
 {
 public:
     void add(const osg::GeometryPtr& geo);
+    /// Whether nobody else refers to what the geometries refer to.
+    bool isClosed() const;
     void run();
+    /// Forgets the geometries; memory is kept for the next ones.
+    void clear();
 
 private:
     std::size_t propertyOf(const zyGeoColumns::Attribute& attribute);
@@ -62,7 +66,7 @@ private:
 
     void spreadBlocks();
     void markUsed();
-    void renumber(Unit& unit) const;
+    void renumber(Unit& unit);
     void rewriteIndices(const IndexArray& array) const;
     void compact(const Unit& unit) const;
 
@@ -71,6 +75,10 @@ private:
     std::vector<IndexArray> _arrays;
     std::unordered_map<const void*, std::size_t> _propertyByAddress;
     std::unordered_map<const void*, std::size_t> _arrayByAddress;
+    // Of renumber(), from unit to unit.
+    std::vector<unsigned int> _remap;
+    std::vector<unsigned char> _classUsed;
+    std::vector<unsigned int> _number;
 };
 
 // -- Gathering --------------------------------------------------------------------------------
@@ -169,6 +177,28 @@ void Unification::add(const osg::GeometryPtr& geo)
     }
 }
 
+bool Unification::isClosed() const
+{
+    for (const Property& property : _properties) {
+        if (property.attribute.property.getRefCount() > property.uses)
+            return false;
+    }
+    for (const IndexArray& array : _arrays) {
+        if (array.indices.getRefCount() > array.uses)
+            return false;
+    }
+    return true;
+}
+
+void Unification::clear()
+{
+    _properties.clear();
+    _units.clear();
+    _arrays.clear();
+    _propertyByAddress.clear();
+    _arrayByAddress.clear();
+}
+
 // -- Blocks -----------------------------------------------------------------------------------
 
 void Unification::blockUnitsOf(const IndexArray& array)
@@ -250,9 +280,10 @@ void Unification::markUsed()
 }
 
 // Finds the new numbers of the tuples; leaves `renumbered` empty when all stay as they are.
-void Unification::renumber(Unit& unit) const
+void Unification::renumber(Unit& unit)
 {
-    std::vector<unsigned int> remap(unit.count);
+    std::vector<unsigned int>& remap = _remap;
+    remap.resize(unit.count);
     std::size_t distinct = 0;
     if (unit.properties.size() == 1) {
         const zyGeoColumns::Attribute& attribute = _properties[unit.properties.front()].attribute;
@@ -274,27 +305,27 @@ void Unification::renumber(Unit& unit) const
     }
 
     // The classes are numbered in the order of their first members. Those that no index refers to go.
-    std::vector<unsigned char> classUsed(distinct, 0);
+    _classUsed.assign(distinct, 0);
     for (std::size_t i = 0; i < unit.count; ++i)
-        classUsed[remap[i]] |= unit.used[i];
-    const auto staying = static_cast<std::size_t>(std::count(classUsed.begin(), classUsed.end(), 1));
+        _classUsed[remap[i]] |= unit.used[i];
+    const auto staying = static_cast<std::size_t>(std::count(_classUsed.begin(), _classUsed.end(), 1));
     bool changes = staying != unit.count;
     for (const std::size_t p : unit.properties)
         changes = changes || _properties[p].attribute.size != staying;
     if (!changes)
         return;
 
-    std::vector<unsigned int> number(distinct);
+    _number.resize(distinct);
     unit.kept.reserve(staying);
     unsigned int nextClass = 0;
     for (std::size_t i = 0; i < unit.count; ++i) {
         if (remap[i] == nextClass) { // the first of its class
-            number[nextClass] = static_cast<unsigned int>(unit.kept.size());
-            if (classUsed[nextClass] != 0)
+            _number[nextClass] = static_cast<unsigned int>(unit.kept.size());
+            if (_classUsed[nextClass] != 0)
                 unit.kept.push_back(static_cast<unsigned int>(i));
             ++nextClass;
         }
-        remap[i] = number[remap[i]];
+        remap[i] = _number[remap[i]];
     }
     unit.renumbered.swap(remap);
 }
@@ -414,19 +445,20 @@ void zyGeoOptimizer::run(const osg::NodePtr& root) const
     if (!_unifyVertices)
         return;
     Unification together;
+    Unification alone;                      // one geometry, while its data is in the cache
     std::unordered_set<const void*> shared; // cores with several parents that were met
     zyForEachNode(root, [&](const osg::NodePtr& node) {
         const osg::GeometryPtr geo = osg::GeometryPtr::dcast(node->getCore());
         if (geo == osg::NullFC || (geo->getParents().size() > 1 && !shared.insert(geo.getCPtr()).second))
             return;
-        if (_keepSharing) {
-            together.add(geo);
-        } else {
+        if (!_keepSharing)
             makeOwn(geo);
-            Unification alone;
-            alone.add(geo);
+        alone.clear();
+        alone.add(geo);
+        if (!_keepSharing || alone.isClosed())
             alone.run();
-        }
+        else
+            together.add(geo);
     });
     together.run();
 }

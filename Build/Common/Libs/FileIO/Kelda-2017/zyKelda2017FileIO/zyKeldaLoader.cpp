@@ -549,18 +549,27 @@ void zyKeldaLoader::addNode(const KDagPath& path, const KFnDagNode& fn, const os
     }
 }
 
+// A full path name, copied once: it is as long as the path is deep.
+static std::string fullNameOf(const KDagPath& path)
+{
+    const KString name = path.fullPathName();
+    return std::string(name.asUTF8(), name.length());
+}
+
 osg::NodePtr zyKeldaLoader::getOSGNode(const KDagPath& path)
 {
-    const auto found = _nodes.find(path.fullPathName().asUTF8());
+    const auto found = _nodes.find(fullNameOf(path));
     return found != _nodes.end() ? found->second : osg::NodePtr();
 }
 
 void zyKeldaLoader::addOSGNode(const KDagPath& path, const osg::NodePtr& node)
 {
-    const std::string name = path.fullPathName().asUTF8();
-    osg::NodePtr& entry = _nodes[name];
+    const auto added = _nodes.emplace(fullNameOf(path), node);
+    osg::NodePtr& entry = added.first->second;
+    if (added.second)
+        return;
     if (entry != osg::NullFC)
-        std::fprintf(stderr, "addOSGNode: '%s' already exists.\n", name.c_str());
+        std::fprintf(stderr, "addOSGNode: '%s' already exists.\n", added.first->first.c_str());
     else
         entry = node;
 }
