@@ -6,9 +6,10 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 seconds=${1:-60}
+targets=(osb_fuzz ka_fuzz kb_fuzz command_fuzz image_fuzz)
 
 cmake --preset fuzz > /dev/null
-cmake --build --preset fuzz --target osb_fuzz ka_fuzz kb_fuzz command_fuzz -- --quiet
+cmake --build --preset fuzz --target "${targets[@]}" -- --quiet
 
 run() {
   local name=$1 seconds=$2 found=out/fuzz/found/$1
@@ -23,4 +24,4 @@ run() {
   fi
 }
 export -f run
-printf '%s\n' osb_fuzz ka_fuzz kb_fuzz command_fuzz | xargs -P 2 -I '{}' bash -c "run {} $seconds"
+printf '%s\n' "${targets[@]}" | xargs -P 2 -I '{}' bash -c "run {} $seconds"

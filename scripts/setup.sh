@@ -6,10 +6,12 @@ packages=(
   cmake ninja-build g++ pkg-config          # build
   clang libclang-rt-14-dev                  # fuzz targets (libFuzzer)
   libassimp-dev zlib1g-dev                  # open interchange formats
+  libpng-dev libjpeg-dev libtiff-dev        # images
   libmeshoptimizer-dev                      # vertex unification
   libxxhash-dev                             # checksums of the binary scene form
   libcli11-dev nlohmann-json3-dev           # the command line and its JSON
   libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
+  libtinygltf-dev                           # a peer of the export benchmark
   python3                                   # generator of the example scene, test drivers
 )
 

@@ -3,6 +3,12 @@ set(zyOpenSGFileSources
   src/OSGLog.cpp
   src/OSGVolume.cpp
   src/OSGGraphOp.cpp
+  src/OSGImageFileHandler.cpp
+  src/OSGBMPImageFormat.cpp
+  src/OSGJPGImageFormat.cpp
+  src/OSGPNGImageFormat.cpp
+  src/OSGTGAImageFormat.cpp
+  src/OSGTIFImageFormat.cpp
   src/OSGPathHandler.cpp
   src/OSGSceneFileType.cpp
   src/OSGSceneFileHandler.cpp

@@ -12,35 +12,60 @@ void PrimitiveIterator::setGeo(const NodePtr& node)
     setGeo(node ? GeometryPtr::dcast(node->getCore()) : GeometryPtr());
 }
 
+template <class PtrT, class ValueT>
+template <class GeoPropertyT>
+void PrimitiveIterator::Attribute<PtrT, ValueT>::set(const PtrT& newProperty, Int32 newPlace)
+{
+    property = newProperty;
+    size = newProperty ? newProperty->getSize() : 0;
+    place = newPlace;
+    const auto generic = dynamic_fcptr_cast<typename GeoPropertyT::PtrT>(newProperty);
+    values = generic ? static_cast<const GeoPropertyT&>(*generic).getField().data() : nullptr;
+}
+
 void PrimitiveIterator::setGeo(const GeometryPtr& geometry)
 {
+    const GeometryPtr kept = geometry; // which may be the one of this iterator
     *this = PrimitiveIterator();
-    _geometry = geometry;
-    if (!geometry) {
+    _geometry = kept;
+    if (!kept) {
         return;
     }
-    Geometry& geo = *geometry;
+    Geometry& geo = *kept;
     _types = geo.getTypes();
     _lengths = geo.getLengths();
     _indices = geo.getIndices();
     _indexCount = _indices ? _indices->getSize() : 0;
+    if (const GeoIndicesUI32Ptr indices = GeoIndicesUI32Ptr::dcast(_indices)) {
+        _indexValues = static_cast<const GeoIndicesUI32&>(*indices).getField().data();
+    }
     _stride = osgMax(1u, geo.getIndexMapping().size());
 
-    _positions.set(geo.getPositions(), geo.calcMappingIndex(Geometry::MapPosition));
-    _normals.set(geo.getNormals(), geo.calcMappingIndex(Geometry::MapNormal));
-    _colors.set(geo.getColors(), geo.calcMappingIndex(Geometry::MapColor));
-    _secondaryColors.set(geo.getSecondaryColors(), geo.calcMappingIndex(Geometry::MapSecondaryColor));
+    _positions.set<GeoPositions3f>(geo.getPositions(), geo.calcMappingIndex(Geometry::MapPosition));
+    _normals.set<GeoNormals3f>(geo.getNormals(), geo.calcMappingIndex(Geometry::MapNormal));
+    _colors.set<GeoColors3f>(geo.getColors(), geo.calcMappingIndex(Geometry::MapColor));
+    _secondaryColors.set<GeoColors3f>(geo.getSecondaryColors(),
+                                      geo.calcMappingIndex(Geometry::MapSecondaryColor));
     const GeoTexCoordsPtr texCoords[8] = {geo.getTexCoords(),  geo.getTexCoords1(), geo.getTexCoords2(),
                                           geo.getTexCoords3(), geo.getTexCoords4(), geo.getTexCoords5(),
                                           geo.getTexCoords6(), geo.getTexCoords7()};
     for (UInt32 unit = 0; unit < 8; ++unit) {
-        _texCoords[unit].set(texCoords[unit], geo.calcMappingIndex(UInt16(Geometry::MapTexCoords << unit)));
+        _texCoords[unit].set<GeoTexCoords2f>(texCoords[unit],
+                                             geo.calcMappingIndex(UInt16(Geometry::MapTexCoords << unit)));
     }
 
-    // Without indices and positions nothing tells how many corners there are: the lengths are believed.
-    _corners = _indices ? _indexCount / _stride : (_positions.property ? _positions.size : 0xffffffffu);
+    if (_indices) {
+        _corners = _indexCount / _stride;
+    } else if (_positions.property) {
+        _corners = _positions.size;
+    } else {
+        _corners = osgMax(_normals.size, osgMax(_colors.size, _secondaryColors.size));
+        for (const auto& unit : _texCoords) {
+            _corners = osgMax(_corners, unit.size);
+        }
+    }
     _count = _types ? _types->getSize() : 0;
-    setToBegin();
+    load();
 }
 
 void PrimitiveIterator::load()
@@ -53,18 +78,11 @@ void PrimitiveIterator::load()
     _type = _types->getValue(_index);
     UInt32 length = 0;
     if (!_lengths) {
-        length = _indices || _positions.property ? _corners : 0;
+        length = _corners;
     } else if (_index < _lengths->getSize()) {
         length = _lengths->getValue(_index);
     }
     _length = osgMin(length, _corners - _first);
-}
-
-void PrimitiveIterator::setToBegin()
-{
-    _index = 0;
-    _first = 0;
-    load();
 }
 
 void PrimitiveIterator::setToEnd()
@@ -96,21 +114,26 @@ void PrimitiveIterator::seek(Int32 index)
 void PolygonWalk::setGeo(const NodePtr& node)
 {
     _primitive.setGeo(node);
-    setToBegin();
+    start();
 }
 
 void PolygonWalk::setGeo(const GeometryPtr& geometry)
 {
     _primitive.setGeo(geometry);
-    setToBegin();
+    start();
 }
 
 void PolygonWalk::setToBegin()
 {
     _primitive.setToBegin();
+    start();
+}
+
+void PolygonWalk::start()
+{
     _next = 0;
     _index = -1;
-    advance();
+    advanceToNext();
 }
 
 void PolygonWalk::setToEnd()
@@ -126,7 +149,7 @@ void PolygonWalk::seek(Int32 index)
     }
 }
 
-void PolygonWalk::advance()
+void PolygonWalk::advanceToNext()
 {
     while (!_primitive.isAtEnd()) {
         if (take()) {

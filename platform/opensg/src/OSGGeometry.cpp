@@ -124,35 +124,14 @@ PrimitiveIterator Geometry::beginPrimitives() const
     return PrimitiveIterator(GeometryPtr(*this));
 }
 
-PrimitiveIterator Geometry::endPrimitives() const
-{
-    PrimitiveIterator end = beginPrimitives();
-    end.setToEnd();
-    return end;
-}
-
 TriangleIterator Geometry::beginTriangles() const
 {
     return TriangleIterator(GeometryPtr(*this));
 }
 
-TriangleIterator Geometry::endTriangles() const
-{
-    TriangleIterator end = beginTriangles();
-    end.setToEnd();
-    return end;
-}
-
 FaceIterator Geometry::beginFaces() const
 {
     return FaceIterator(GeometryPtr(*this));
-}
-
-FaceIterator Geometry::endFaces() const
-{
-    FaceIterator end = beginFaces();
-    end.setToEnd();
-    return end;
 }
 
 OSG_END_NAMESPACE

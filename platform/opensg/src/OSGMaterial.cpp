@@ -1,9 +1,12 @@
 #include <OpenSG/OSGChunkMaterial.h>
 #include <OpenSG/OSGLog.h>
 #include <OpenSG/OSGMaterial.h>
+#include <OpenSG/OSGPhongMaterial.h>
 #include <OpenSG/OSGSimpleMaterial.h>
+#include <OpenSG/OSGSimpleTexturedMaterial.h>
 
 #include <cstring>
+#include <unordered_set>
 
 OSG_BEGIN_NAMESPACE
 
@@ -43,6 +46,48 @@ bool Material::operator==(const Material& other) const
         }
     }
     return true;
+}
+
+/// Calls \a visit for \a outer and everything that it is made of, depth first, each material once, until one
+/// call gives true. \a visit gets the material and whether it lists others.
+template <class VisitT>
+static bool visitParts(const MaterialPtr& outer, const VisitT& visit)
+{
+    std::unordered_set<const Material*> met;
+    std::vector<MaterialPtr> open(1, outer);
+    while (!open.empty()) {
+        const MaterialPtr material = open.back();
+        open.pop_back();
+        if (!material || !met.insert(material.getCPtr()).second) {
+            continue;
+        }
+        const Field* const list = material->getField("materials");
+        if (visit(material, list != nullptr)) {
+            return true;
+        }
+        for (UInt32 i = list ? list->getContainerCount() : 0; i-- > 0;) {
+            open.push_back(MaterialPtr::dcast(list->getContainer(i)));
+        }
+    }
+    return false;
+}
+
+bool Material::holds(const MaterialPtr& outer, const Material* inner)
+{
+    return visitParts(outer,
+                      [inner](const MaterialPtr& material, bool) { return material.getCPtr() == inner; });
+}
+
+std::vector<MaterialPtr> Material::partsOf(const MaterialPtr& outer)
+{
+    std::vector<MaterialPtr> parts;
+    visitParts(outer, [&parts](const MaterialPtr& material, bool listsOthers) {
+        if (!listsOthers) {
+            parts.push_back(material);
+        }
+        return false;
+    });
+    return parts;
 }
 
 // -- ChunkMaterial ----------------------------------------------------------------------------
@@ -179,6 +224,57 @@ bool ChunkMaterial::operator==(const Material& other) const
     return true;
 }
 
+// -- Materials given by colours ---------------------------------------------------------------
+
+static Color4f withAlpha(const Color3f& color, Real32 alpha)
+{
+    return Color4f(color.red(), color.green(), color.blue(), alpha);
+}
+
+/// Whether mode or transparency says it; the chunks come on top.
+template <class MaterialT>
+static bool isColorTransparent(const MaterialT& material)
+{
+    return material.getTransparencyMode() == Material::TransparencyAutoDetection &&
+           material.getTransparency() > Eps;
+}
+
+/// Makes chunks of the colours and adds them to \a state; the handles, each with a reference, keep them for
+/// the next time.
+template <class MaterialT>
+static void addColors(const MaterialT& material, const StatePtr& state, MaterialChunkPtr& colors,
+                      BlendChunkPtr& blend)
+{
+    if (!colors) {
+        setRefdCP(colors, MaterialChunk::create());
+    }
+    if (!colors) {
+        return; // after osgExit
+    }
+    const Real32 alpha = 1 - material.getTransparency();
+    beginEditCP(colors);
+    colors->setAmbient(withAlpha(material.getAmbient(), alpha));
+    colors->setDiffuse(withAlpha(material.getDiffuse(), alpha));
+    colors->setSpecular(withAlpha(material.getSpecular(), alpha));
+    colors->setEmission(withAlpha(material.getEmission(), alpha));
+    colors->setShininess(material.getShininess());
+    colors->setLit(material.getLit());
+    colors->setColorMaterial(material.getColorMaterial());
+    endEditCP(colors);
+    state->addChunk(colors);
+
+    if (material.isTransparent()) {
+        if (!blend) {
+            setRefdCP(blend, BlendChunk::create());
+            beginEditCP(blend);
+            blend->setSrcFactor(GL_SRC_ALPHA);
+            blend->setDestFactor(GL_ONE_MINUS_SRC_ALPHA);
+            endEditCP(blend);
+        }
+        state->addChunk(blend);
+    }
+}
+
 // -- SimpleMaterial ---------------------------------------------------------------------------
 
 OSG_FIELD_CONTAINER_INST(SimpleMaterial, nullptr)
@@ -200,47 +296,98 @@ void SimpleMaterial::onDestroy()
 
 bool SimpleMaterial::isTransparent() const
 {
-    if (getTransparencyMode() != TransparencyAutoDetection) {
-        return getTransparencyMode() == TransparencyForceTransparent;
-    }
-    return getTransparency() > Eps || Inherited::isTransparent();
-}
-
-static Color4f withAlpha(const Color3f& color, Real32 alpha)
-{
-    return Color4f(color.red(), color.green(), color.blue(), alpha);
+    return isColorTransparent(*this) || Inherited::isTransparent();
 }
 
 void SimpleMaterial::addChunks(const StatePtr& state)
 {
-    if (!_materialChunk) {
-        hold(_materialChunk, MaterialChunk::create(), false);
+    addColors(*this, state, _materialChunk, _blendChunk);
+    Inherited::addChunks(state);
+}
+
+// -- SimpleTexturedMaterial -------------------------------------------------------------------
+
+OSG_FIELD_CONTAINER_INST(SimpleTexturedMaterial, nullptr)
+
+SimpleTexturedMaterial::SimpleTexturedMaterial(const SimpleTexturedMaterial& source)
+    : SimpleMaterial(source), _sfImage(source._sfImage), _sfMinFilter(source._sfMinFilter),
+      _sfMagFilter(source._sfMagFilter), _sfEnvMode(source._sfEnvMode), _sfEnvMap(source._sfEnvMap)
+{
+}
+
+void SimpleTexturedMaterial::onDestroy()
+{
+    release(_textureChunk, false);
+    release(_texGenChunk, false);
+    Inherited::onDestroy();
+}
+
+bool SimpleTexturedMaterial::isTransparent() const
+{
+    const bool byImage =
+        getTransparencyMode() == TransparencyAutoDetection && getImage() && getImage()->hasAlphaChannel();
+    return byImage || Inherited::isTransparent();
+}
+
+void SimpleTexturedMaterial::addChunks(const StatePtr& state)
+{
+    Inherited::addChunks(state);
+    if (!getImage()) {
+        return;
     }
-    if (!_materialChunk) {
+    if (!_textureChunk) {
+        hold(_textureChunk, TextureChunk::create(), false);
+    }
+    if (!_textureChunk) {
         return; // after osgExit
     }
-    const Real32 alpha = 1 - getTransparency();
-    beginEditCP(_materialChunk);
-    _materialChunk->setAmbient(withAlpha(getAmbient(), alpha));
-    _materialChunk->setDiffuse(withAlpha(getDiffuse(), alpha));
-    _materialChunk->setSpecular(withAlpha(getSpecular(), alpha));
-    _materialChunk->setEmission(withAlpha(getEmission(), alpha));
-    _materialChunk->setShininess(getShininess());
-    _materialChunk->setLit(getLit());
-    _materialChunk->setColorMaterial(getColorMaterial());
-    endEditCP(_materialChunk);
-    state->addChunk(_materialChunk);
+    beginEditCP(_textureChunk);
+    _textureChunk->setImage(getImage());
+    _textureChunk->setMinFilter(getMinFilter());
+    _textureChunk->setMagFilter(getMagFilter());
+    _textureChunk->setEnvMode(getEnvMode());
+    endEditCP(_textureChunk);
+    state->addChunk(_textureChunk);
 
-    if (isTransparent()) {
-        if (!_blendChunk) {
-            hold(_blendChunk, BlendChunk::create(), false);
-            beginEditCP(_blendChunk);
-            _blendChunk->setSrcFactor(GL_SRC_ALPHA);
-            _blendChunk->setDestFactor(GL_ONE_MINUS_SRC_ALPHA);
-            endEditCP(_blendChunk);
+    if (getEnvMap()) {
+        if (!_texGenChunk) {
+            hold(_texGenChunk, TexGenChunk::create(), false);
+            beginEditCP(_texGenChunk);
+            _texGenChunk->setGenFuncS(GL_SPHERE_MAP);
+            _texGenChunk->setGenFuncT(GL_SPHERE_MAP);
+            endEditCP(_texGenChunk);
         }
-        state->addChunk(_blendChunk);
+        state->addChunk(_texGenChunk);
     }
+}
+
+// -- PhongMaterial ----------------------------------------------------------------------------
+
+OSG_FIELD_CONTAINER_INST(PhongMaterial, nullptr)
+
+PhongMaterial::PhongMaterial(const PhongMaterial& source)
+    : ChunkMaterial(source), _sfAmbient(source._sfAmbient), _sfDiffuse(source._sfDiffuse),
+      _sfSpecular(source._sfSpecular), _sfShininess(source._sfShininess), _sfEmission(source._sfEmission),
+      _sfTransparency(source._sfTransparency), _sfLit(source._sfLit),
+      _sfColorMaterial(source._sfColorMaterial)
+{
+}
+
+void PhongMaterial::onDestroy()
+{
+    release(_materialChunk, false);
+    release(_blendChunk, false);
+    Inherited::onDestroy();
+}
+
+bool PhongMaterial::isTransparent() const
+{
+    return isColorTransparent(*this) || Inherited::isTransparent();
+}
+
+void PhongMaterial::addChunks(const StatePtr& state)
+{
+    addColors(*this, state, _materialChunk, _blendChunk);
     Inherited::addChunks(state);
 }
 

@@ -1,5 +1,6 @@
 #include "OSGOsbFormat.h"
 
+#include <charconv>
 #include <cstring>
 
 OSG_BEGIN_NAMESPACE
@@ -141,6 +142,12 @@ OsbOptions OsbOptions::parse(std::string_view options)
     }
     result.packIndices = isTrue(valueOf("packIndices="));
     result.unpack16BitIndices = isTrue(valueOf("unpack16BitIndices="));
+    result.inlineTextures = valueOf("inlineTextures=").substr(0, 5) != "false";
+    result.compressTextures = isTrue(valueOf("compressTextures="));
+    if (valueOf("texturesImageType=").substr(0, 4) == "jpeg")
+        result.textureMimeType = "image/jpeg";
+    const std::string_view quality = valueOf("texturesCompressionQuality=");
+    std::from_chars(quality.data(), quality.data() + quality.size(), result.textureQuality);
     return result;
 }
 

@@ -70,12 +70,22 @@ constexpr std::string_view osbPackedIndicesType = "PMFUInt8";
 /// Bits that each packed index takes.
 UInt32 osbPackedBits(UInt32 maxIndex);
 
+// -- Images -----------------------------------------------------------------------------------------
+
+/// An image file in place of the pixels, behind all other fields.
+constexpr std::string_view osbCompressedPixels = "cpixel";
+constexpr std::string_view osbCompressedPixelsType = "MFUInt8";
+
 // -- Options ----------------------------------------------------------------------------------------
 
 struct OsbOptions {
     UInt32 quantizeBytes[OsbQuantizedCount] = {0, 0, 0}; ///< 0: not at all
     bool packIndices = false;
     bool unpack16BitIndices = false;
+    bool inlineTextures = true;    ///< pixels stand in the file; otherwise those with a name are read by it
+    bool compressTextures = false; ///< as an image file, where they can be
+    const Char8* textureMimeType = "image/png";
+    UInt32 textureQuality = 75; ///< 1 .. 100, where the type has it
 
     /// Texts that say nothing known are ignored.
     static OsbOptions parse(std::string_view options);

@@ -1,6 +1,7 @@
 #include "OSGOsbReader.h"
 
 #include <OpenSG/OSGFieldContainerFactory.h>
+#include <OpenSG/OSGImageFileHandler.h>
 #include <OpenSG/OSGLog.h>
 #include <OpenSG/OSGMField.h>
 #include <OpenSG/OSGNode.h>
@@ -280,7 +281,11 @@ bool OsbReader::readRecord(std::string_view typeName)
         addRefCP(container);
     }
     _records.push_back({container, _references.size()});
-    return readFields(plan.type != nullptr ? &plan : nullptr, container, isGeometry);
+    if (!readFields(plan.type != nullptr ? &plan : nullptr, container, isGeometry))
+        return false;
+    if (const ImagePtr image = ImagePtr::dcast(container))
+        finishImage(image);
+    return true;
 }
 
 OsbReader::TypePlan& OsbReader::planOf(std::string_view typeName)
@@ -400,6 +405,14 @@ bool OsbReader::readFields(TypePlan* plan, const FieldContainerPtr& container, b
         if (quantized != nullptr) {
             if (!readQuantized(*quantized, target))
                 return false;
+            continue;
+        }
+
+        if (target && name == osbCompressedPixels && typeName == osbCompressedPixelsType) {
+            const ImagePtr image = ImagePtr::dcast(target);
+            if (image && !readCompressedPixels(image, size))
+                return false;
+            _pos = end;
             continue;
         }
 
@@ -619,6 +632,32 @@ void* OsbReader::newProperty(const FieldContainerPtr& geometry, const Char8* geo
     return values->resizeBlock(count);
 }
 
+// -- Images -----------------------------------------------------------------------------------------
+
+bool OsbReader::readCompressedPixels(const ImagePtr& image, UInt32 size)
+{
+    UInt32 count = 0;
+    if (!readU32(count))
+        return false;
+    if (UInt64(count) + 4 != size)
+        return fail("%u bytes do not take the %u bytes that the file says", count, size);
+    ImageFileHandler::the().restore(image, _data.get() + _pos, count);
+    return true;
+}
+
+void OsbReader::finishImage(const ImagePtr& image)
+{
+    if (image->getPixel().empty()) {
+        if (!image->getName().empty()) {
+            const std::string name = image->getName(); // which reading changes
+            image->read(name.c_str());
+        }
+    } else if (!image->isValid()) {
+        drop(_wrongPixels, _pos);
+        image->clearData();
+    }
+}
+
 // -- References -------------------------------------------------------------------------------------
 
 void OsbReader::resolveTargets()
@@ -785,6 +824,7 @@ NodePtr OsbReader::finish()
     warn(_unknownIds, "reference(s) to containers that are not in the file were dropped");
     warn(_wrongClasses, "reference(s) to containers of a wrong class were dropped");
     warn(_circles, "reference(s) that would close a circle were dropped");
+    warn(_wrongPixels, "image(s) whose pixels do not fit to their size are left without");
     if (_doubleRecords.count != 0)
         FINFO(("%s: byte %zu: %u record(s) under an id that was there before were ignored\n",
                _fileName.c_str(), _doubleRecords.position, _doubleRecords.count));

@@ -3,6 +3,7 @@
 #include "OSGOsbFormat.h"
 
 #include <OpenSG/OSGFieldContainer.h>
+#include <OpenSG/OSGImage.h>
 #include <OpenSG/OSGNodePtr.h>
 
 #include <iosfwd>
@@ -101,6 +102,9 @@ private:
     bool readAttachments(const FieldPlan& plan, UInt32 size);
     bool readQuantized(const OsbQuantized& form, const FieldContainerPtr& geometry);
     bool readPackedIndices(const FieldContainerPtr& geometry);
+    bool readCompressedPixels(const ImagePtr& image, UInt32 size);
+    /// Reads the file of an image without pixels; drops pixels that do not fit to the size.
+    void finishImage(const ImagePtr& image);
     /// A new property behind a geometry's field, its values to be written by the caller; null if the classes
     /// are not known or the field is set already.
     static void* newProperty(const FieldContainerPtr& geometry, const Char8* geometryField,
@@ -154,6 +158,7 @@ private:
     Drops _wrongClasses;
     Drops _circles;
     Drops _doubleRecords;
+    Drops _wrongPixels;
 };
 
 OSG_END_NAMESPACE

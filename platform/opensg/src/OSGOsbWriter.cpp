@@ -2,6 +2,7 @@
 
 #include <OpenSG/OSGAttachmentContainer.h>
 #include <OpenSG/OSGFieldContainerFactory.h>
+#include <OpenSG/OSGImageFileHandler.h>
 #include <OpenSG/OSGLog.h>
 #include <OpenSG/OSGMField.h>
 #include <OpenSG/OSGNode.h>
@@ -90,6 +91,7 @@ const OsbWriter::TypePlan& OsbWriter::planOf(const FieldContainerType& type)
     plan.hasKind = osbHasKind(typeName);
     plan.kind = kindOf(type);
     plan.isGeometry = typeName == "Geometry";
+    plan.isImage = type.isDerivedFrom(Image::getClassType());
     const bool isNode = type.isDerivedFrom(Node::getClassType());
     for (UInt32 id = 1; id <= type.getNumFieldDescs(); ++id) {
         const FieldDescription* const description = type.getFieldDescription(id);
@@ -104,6 +106,9 @@ const OsbWriter::TypePlan& OsbWriter::planOf(const FieldContainerType& type)
                         (isNode && (id == Node::ChildrenFieldId || id == Node::CoreFieldId));
         field.quantized = -1;
         field.indices = plan.isGeometry && name == "indices";
+        field.pixels = plan.isImage && id == Image::PixelFieldId;
+        field.ofNamed = plan.isImage && (id == Image::AttachmentsFieldId || id == Image::NameFieldId ||
+                                         id >= Image::ForceCompressedDataFieldId);
         if (fieldType == "SFAttachmentMap") {
             field.form = FieldPlan::Attachments;
         } else if (description->getType().isPointer()) {
@@ -197,8 +202,12 @@ void OsbWriter::writeRecord(const FieldContainerPtr& container)
     if (plan.hasKind)
         putU8(plan.kind);
     putU16(osbRecordVersion);
-    for (const FieldPlan& field : plan.fields)
-        writeField(container, field);
+    if (plan.isImage) {
+        writeImage(ImagePtr::dcast(container), plan);
+    } else {
+        for (const FieldPlan& field : plan.fields)
+            writeField(container, field);
+    }
     if (plan.isGeometry) {
         // What is stored in few bits stands behind all other fields.
         for (const FieldPlan& field : plan.fields) {
@@ -308,6 +317,41 @@ void OsbWriter::writeAttachments(const FieldPlan& plan, const Field& field)
     if (withBindings)
         for (const auto& entry : attachments)
             putU16(entry.second);
+}
+
+// -- Images -----------------------------------------------------------------------------------------
+
+void OsbWriter::writeImage(const ImagePtr& image, const TypePlan& plan)
+{
+    const bool named = !_options.inlineTextures && !image->getName().empty();
+    const std::vector<UInt8> block = named ? std::vector<UInt8>() : compressed(image);
+    for (const FieldPlan& field : plan.fields)
+        if (named ? field.ofNamed : (!field.pixels || block.empty()))
+            writeField(image, field);
+    if (!block.empty()) {
+        putString(osbCompressedPixels.data(), osbCompressedPixels.size());
+        putString(osbCompressedPixelsType.data(), osbCompressedPixelsType.size());
+        putU32(static_cast<UInt32>(block.size() + 4));
+        putU32(static_cast<UInt32>(block.size()));
+        putUnits(block.data(), block.size(), 1);
+    }
+}
+
+std::vector<UInt8> OsbWriter::compressed(const ImagePtr& image) const
+{
+    const bool fits = image->isValid() && image->getDataType() == Image::OSG_UINT8_IMAGEDATA &&
+                      image->getMipMapCount() == 1 && image->getFrameCount() == 1 &&
+                      image->getSideCount() == 1 && image->getDepth() == 1;
+    if (!_options.compressTextures || !fits)
+        return std::vector<UInt8>();
+    const UInt32 format = image->getPixelFormat();
+    const bool jpeg = std::strcmp(_options.textureMimeType, "image/jpeg") == 0;
+    const bool grey = format == Image::OSG_L_PF, rgb = format == Image::OSG_RGB_PF;
+    // Formats that would come back as others stay as they are.
+    if (!grey && !rgb && (jpeg || (format != Image::OSG_LA_PF && format != Image::OSG_RGBA_PF)))
+        return std::vector<UInt8>();
+    const std::string options = "quality=" + std::to_string(_options.textureQuality);
+    return ImageFileHandler::the().store(image, _options.textureMimeType, options.c_str());
 }
 
 // -- Geometry in few bits ---------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 #include "OSGOsbFormat.h"
 
 #include <OpenSG/OSGFieldContainer.h>
+#include <OpenSG/OSGImage.h>
 #include <OpenSG/OSGNodePtr.h>
 
 #include <iosfwd>
@@ -34,6 +35,8 @@ private:
         bool counted;       ///< the handle counts as a reference
         Int32 quantized;    ///< place in osbQuantized; -1 if it is never quantized
         bool indices;       ///< indices of a geometry, which may be packed
+        bool pixels;        ///< pixels of an image
+        bool ofNamed;       ///< belongs to an image of which only the name is written
         std::string header; ///< name and type as they stand in the file
     };
     struct TypePlan {
@@ -41,6 +44,7 @@ private:
         bool hasKind;
         UInt8 kind;
         bool isGeometry;
+        bool isImage;
         std::vector<FieldPlan> fields;
     };
     typedef std::vector<std::pair<FieldContainerPtr, UInt16>> AttachmentList;
@@ -64,6 +68,9 @@ private:
     void writeAttachments(const FieldPlan& plan, const Field& field);
     void writeQuantized(const OsbQuantized& form, UInt32 bytes, const FieldContainerPtr& property);
     void writePackedIndices(const FieldContainerPtr& property);
+    void writeImage(const ImagePtr& image, const TypePlan& plan);
+    /// The image as a block of an image file; empty where it stays as it is.
+    std::vector<UInt8> compressed(const ImagePtr& image) const;
 
     void putU8(UInt8 value) { _buffer.push_back(static_cast<Char8>(value)); }
     void putU16(UInt16 value);

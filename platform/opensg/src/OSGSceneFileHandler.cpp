@@ -1,5 +1,6 @@
 #include <OpenSG/OSGSceneFileHandler.h>
 
+#include <OpenSG/OSGImageFileHandler.h>
 #include <OpenSG/OSGLog.h>
 
 #include <algorithm>
@@ -94,6 +95,8 @@ NodePtr SceneFileHandler::read(const Char8* fileName, GraphOpSeq* graphOpSeq)
         return NullFC;
     }
 
+    // Images are looked for where the scene is.
+    ImageFileHandler::the().setPathHandler(getPathHandler());
     triggerReadBegin(path.c_str());
     NodePtr root = NullFC;
     std::ifstream in(path, std::ios::in | std::ios::binary);

@@ -12,6 +12,7 @@
 #include <array>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace osg;
@@ -378,6 +379,141 @@ TEST(Iterators, withoutLengthsAPrimitiveHasAllCorners)
     geometry->setTypes(NullFC);
     EXPECT_EQ("", triangles(geometry));
 }
+
+TEST(Iterators, withoutIndicesAndPositionsTheLongestPropertyTellsTheCorners)
+{
+    const Kept<GeometryPtr> geometry(makeGeometry({{GL_TRIANGLES, 0xfffffffeu}}, {}, {}, 1));
+    const GeoNormals3fPtr normals = GeoNormals3f::create();
+    normals->resize(6);
+    normals->setValue(Vec3f(0, 0, 1), 5);
+    const CPEditor edit(geometry.get());
+    geometry->setPositions(NullFC);
+    EXPECT_EQ("", triangles(geometry));
+    geometry->setNormals(normals);
+    EXPECT_EQ("(-1,-1,-1)(-1,-1,-1)", triangles(geometry));
+    TriangleIterator it(geometry.get());
+    ++it;
+    EXPECT_EQ(5, it.getNormalIndex(2));
+    EXPECT_EQ(Vec3f(0, 0, 1), it.getNormal(2));
+    EXPECT_EQ(Pnt3f(0, 0, 0), it.getPosition(2));
+}
+
+TEST(Iterators, anEndCanBeSetBackToTheBegin)
+{
+    const Kept<GeometryPtr> geometry(makeGeometry({{GL_QUADS, 4}, {GL_TRIANGLES, 9}}));
+    TriangleIterator triangle = geometry->endTriangles();
+    EXPECT_TRUE(triangle.isAtEnd());
+    triangle.seek(4);
+    EXPECT_EQ(10, triangle.getPositionIndex(0));
+    ++triangle;
+    EXPECT_EQ(geometry->endTriangles(), triangle);
+    triangle.setToBegin();
+    EXPECT_EQ(geometry->beginTriangles(), triangle);
+    EXPECT_EQ(0, triangle.getIndex());
+    EXPECT_EQ(2, triangle.getPositionIndex(2));
+    FaceIterator face = geometry->endFaces();
+    face.setToBegin();
+    EXPECT_EQ(3, face.getPositionIndex(3));
+    PrimitiveIterator primitive = geometry->endPrimitives();
+    primitive.seek(1);
+    EXPECT_EQ(9u, primitive.getLength());
+    primitive.setToEnd();
+    EXPECT_EQ(geometry->endPrimitives(), primitive);
+}
+
+TEST(Iterators, endsOfDifferentGeometriesDiffer)
+{
+    const Kept<GeometryPtr> one(makeGeometry({{GL_QUADS, 4}}));
+    const Kept<GeometryPtr> other(makeGeometry({{GL_QUADS, 4}}));
+    EXPECT_NE(one->endTriangles(), other->endTriangles());
+    EXPECT_NE(one->endPrimitives(), other->endPrimitives());
+    EXPECT_NE(one->beginFaces(), one->endFaces());
+}
+
+namespace
+{
+
+/// One corner layout of three: values by indices of each attribute, by one index, or without indices.
+enum class Corners { MultiIndexed, SingleIndexed, NotIndexed };
+
+class StoredForms : public testing::TestWithParam<std::tuple<Corners, bool>>
+{
+};
+
+} // namespace
+
+/// The values of a corner are the same in whichever types the properties store them.
+TEST_P(StoredForms, giveTheValuesOfEveryCorner)
+{
+    const Corners corners = std::get<0>(GetParam());
+    const bool generic = std::get<1>(GetParam());
+    const New<Geometry> geometry;
+    const GeoPTypesPtr types(GeoPTypesUI8::create());
+    const GeoPLengthsPtr lengths =
+        generic ? GeoPLengthsPtr(GeoPLengthsUI32::create()) : GeoPLengthsUI8::create();
+    const GeoPositionsPtr positions =
+        generic ? GeoPositionsPtr(GeoPositions3f::create()) : GeoPositions4f::create();
+    const GeoNormalsPtr normals = generic ? GeoNormalsPtr(GeoNormals3f::create()) : GeoNormals3s::create();
+    const GeoColorsPtr colors = generic ? GeoColorsPtr(GeoColors3f::create()) : GeoColors4ub::create();
+    const GeoTexCoordsPtr texCoords =
+        generic ? GeoTexCoordsPtr(GeoTexCoords2f::create()) : GeoTexCoords4f::create();
+    types->push_back(GL_TRIANGLE_FAN);
+    lengths->push_back(4);
+    for (UInt32 i = 0; i < 4; ++i) {
+        positions->push_back(Pnt3f(Real32(i), Real32(i) * 2, 7));
+        normals->push_back(Vec3f(0, i == 1 ? 1.f : 0.f, i == 1 ? 0.f : 1.f));
+        colors->push_back(Color3f(i == 2 ? 1.f : 0.f, 0, 1));
+        texCoords->push_back(Vec2f(Real32(i) / 4, .5f));
+    }
+    const CPEditor edit(geometry.get());
+    geometry->setTypes(types);
+    geometry->setLengths(lengths);
+    geometry->setPositions(positions);
+    geometry->setNormals(normals);
+    geometry->setColors(colors);
+    geometry->setTexCoords7(texCoords);
+    // Where there are indices, corner k has value 3 - k, of texture coordinates value k.
+    if (corners != Corners::NotIndexed) {
+        const GeoIndicesPtr indices =
+            generic ? GeoIndicesPtr(GeoIndicesUI32::create()) : GeoIndicesUI16::create();
+        for (UInt32 k = 0; k < 4; ++k) {
+            indices->push_back(3 - k);
+            if (corners == Corners::MultiIndexed) {
+                indices->push_back(k);
+            }
+        }
+        geometry->setIndices(indices);
+    }
+    if (corners == Corners::MultiIndexed) {
+        geometry->getIndexMapping().push_back(Geometry::MapPosition | Geometry::MapNormal |
+                                              Geometry::MapColor);
+        geometry->getIndexMapping().push_back(Geometry::MapTexCoords7);
+    }
+
+    UInt32 triangle = 0;
+    for (TriangleIterator it = geometry->beginTriangles(); it != geometry->endTriangles(); ++it, ++triangle) {
+        const UInt32 fan[3] = {0, triangle + 1, triangle + 2};
+        for (Int32 which = 0; which < 3; ++which) {
+            const UInt32 corner = fan[which];
+            const UInt32 value = corners == Corners::NotIndexed ? corner : 3 - corner;
+            const UInt32 texCoord = corners == Corners::SingleIndexed ? 3 - corner : corner;
+            EXPECT_EQ(Int32(value), it.getPositionIndex(which));
+            EXPECT_EQ(Int32(texCoord), it.getTexCoordsIndex7(which));
+            EXPECT_EQ(Pnt3f(Real32(value), Real32(value) * 2, 7), it.getPosition(which));
+            EXPECT_TRUE(
+                it.getNormal(which).equals(Vec3f(0, value == 1 ? 1.f : 0.f, value == 1 ? 0.f : 1.f), 1e-4f));
+            EXPECT_EQ(Color3f(value == 2 ? 1.f : 0.f, 0, 1), it.getColor(which));
+            EXPECT_EQ(Vec2f(Real32(texCoord) / 4, .5f), it.getTexCoords7(which));
+            EXPECT_EQ(-1, it.getTexCoordsIndex(which));
+        }
+    }
+    EXPECT_EQ(2u, triangle);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, StoredForms,
+                         testing::Combine(testing::Values(Corners::MultiIndexed, Corners::SingleIndexed,
+                                                          Corners::NotIndexed),
+                                          testing::Bool()));
 
 /// Triangles of a primitive, written down from the meaning of the types.
 static void expand(UInt8 type, const std::vector<UInt32>& corners, std::vector<std::array<UInt32, 3>>& out)

@@ -3,6 +3,7 @@
 #include <OpenSG/OSGAttachmentContainer.h>
 #include <OpenSG/OSGFieldContainerFactory.h>
 #include <OpenSG/OSGFieldContainerType.h>
+#include <OpenSG/OSGImage.h>
 #include <OpenSG/OSGLog.h>
 #include <OpenSG/OSGMField.h>
 #include <OpenSG/OSGNode.h>
@@ -91,10 +92,25 @@ private:
             if (!description.isInternal())
                 fill(container, description, *description.getField(container.getCPtr()));
         }
+        if (const ImagePtr image = ImagePtr::dcast(container))
+            paint(image);
         const AttachmentContainerPtr holder = AttachmentContainerPtr::dcast(container);
         if (holder)
             attach(holder);
         _pool.push_back(container);
+    }
+
+    // Sizes, format and pixels of an image have to fit together.
+    void paint(const ImagePtr& image)
+    {
+        static constexpr UInt32 formats[] = {Image::OSG_L_PF, Image::OSG_RGB_PF, Image::OSG_RGBA_PF,
+                                             Image::OSG_RGBA_DXT5};
+        static constexpr Int32 types[] = {Image::OSG_UINT8_IMAGEDATA, Image::OSG_FLOAT32_IMAGEDATA};
+        const auto some = [this](UInt32 most) { return Int32(1 + below(most)); };
+        image->set(formats[below(4)], some(9), some(9), some(2), some(3), some(2), 0.5, nullptr,
+                   types[below(2)], true, some(2));
+        for (UInt8& value : image->getPixel())
+            value = UInt8(_random());
     }
 
     void attach(const AttachmentContainerPtr& holder)

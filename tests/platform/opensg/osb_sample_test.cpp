@@ -3,6 +3,7 @@
 #include <OpenSG/OSGBlendChunk.h>
 #include <OpenSG/OSGChunkMaterial.h>
 #include <OpenSG/OSGComponentTransform.h>
+#include <OpenSG/OSGDirectionalLight.h>
 #include <OpenSG/OSGGeoProperty.h>
 #include <OpenSG/OSGGeometry.h>
 #include <OpenSG/OSGGroup.h>
@@ -12,7 +13,10 @@
 #include <OpenSG/OSGNode.h>
 #include <OpenSG/OSGSceneFileHandler.h>
 #include <OpenSG/OSGSimpleAttachments.h>
+#include <OpenSG/OSGSpotLight.h>
 #include <OpenSG/OSGSwitch.h>
+#include <OpenSG/OSGTextureChunk.h>
+#include <OpenSG/OSGTextureTransformChunk.h>
 #include <OpenSG/OSGTransform.h>
 
 #include <gmock/gmock.h>
@@ -37,7 +41,9 @@ protected:
         const std::filesystem::path path = std::filesystem::path(ZY_OSB_SAMPLES) / name;
         if (!std::filesystem::exists(path))
             GTEST_SKIP() << name << " is not here";
+        testing::internal::CaptureStderr();
         root = SceneFileHandler::the().read(path.c_str());
+        EXPECT_EQ("", testing::internal::GetCapturedStderr()); // every type and field is known
         ASSERT_NE(NullFC, root);
         EXPECT_EQ(0, root.getRefCount());
         addRefCP(root);
@@ -92,6 +98,18 @@ void expectBlend(const MaterialPtr& material)
     EXPECT_EQ(771u, blend->getDestFactor());
 }
 
+void expectImage(const ImagePtr& image, const char* name, UInt32 format, Int32 width, Int32 height,
+                 const std::vector<UInt8>& pixels)
+{
+    ASSERT_NE(NullFC, image);
+    EXPECT_EQ(name, image->getName());
+    EXPECT_EQ(format, image->getPixelFormat());
+    EXPECT_EQ(width, image->getWidth());
+    EXPECT_EQ(height, image->getHeight());
+    EXPECT_TRUE(image->isValid());
+    EXPECT_EQ(pixels, std::vector<UInt8>(image->getPixel().begin(), image->getPixel().end()));
+}
+
 template <class FieldT>
 std::vector<typename FieldT::StoredType> valuesOf(const FieldT& field)
 {
@@ -123,6 +141,15 @@ TEST_F(OsbSampleTest, MaterialPool)
     expectBlend(pool->get(1));
     expectMaterial(pool->get(2), "checker", Color4f(1, 1, 1, 1), Color4f(.25f, .25f, .25f, 1),
                    Color4f(0, 0, 0, 1), Color4f(0, 0, 0, 1), 0);
+    const TextureChunkPtr texture = chunkOf<TextureChunkPtr>(pool->get(2));
+    ASSERT_NE(NullFC, texture);
+    EXPECT_EQ(0x2100u, texture->getEnvMode());
+    expectImage(texture->getImage(), "textures/checker2x2.png", Image::OSG_RGB_PF, 2, 2,
+                {255, 255, 255, 0, 0, 0, 0, 0, 0, 200, 100, 50});
+    const TextureTransformChunkPtr repeat = chunkOf<TextureTransformChunkPtr>(pool->get(2));
+    ASSERT_NE(NullFC, repeat);
+    EXPECT_EQ(Matrix(2, 0, 0, 0, 0, 3, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1), repeat->getMatrix());
+    EXPECT_EQ(3u, ChunkMaterialPtr::dcast(pool->get(2))->getChunks().size());
 
     EXPECT_FALSE(pool->get(0)->isTransparent());
     EXPECT_TRUE(pool->get(1)->isTransparent());
@@ -174,6 +201,10 @@ TEST_F(OsbSampleTest, TexturedMultiIndex)
     expectMaterial(geometry->getMaterial(), "wood", Color4f(.9f, .8f, .7f, 1), Color4f(.1f, .1f, .1f, 1),
                    Color4f(.3f, .3f, .3f, 1), Color4f(0, 0, 0, 1), 12);
     expectBlend(geometry->getMaterial());
+    const TextureChunkPtr texture = chunkOf<TextureChunkPtr>(geometry->getMaterial());
+    ASSERT_NE(NullFC, texture);
+    EXPECT_EQ(0x2100u, texture->getEnvMode());
+    expectImage(texture->getImage(), "wood.jpg", Image::OSG_RGBA_PF, 2, 1, {10, 20, 30, 40, 50, 60, 70, 255});
 }
 
 TEST_F(OsbSampleTest, GroupsAndLights)
@@ -219,8 +250,18 @@ TEST_F(OsbSampleTest, GroupsAndLights)
     EXPECT_EQ(NullFC, mg->getChild(0)->getCore());
 
     EXPECT_STREQ("spot", getName(root->getChild(2)));
+    const SpotLightPtr spot = SpotLightPtr::dcast(root->getChild(2)->getCore());
+    ASSERT_NE(NullFC, spot);
+    EXPECT_EQ(Color4f(1, .5f, 0, 1), spot->getDiffuse());
+    EXPECT_EQ(Pnt3f(1, 2, 3), spot->getPosition());
+    EXPECT_EQ(Vec3f(0, -1, 0), spot->getDirection());
+    EXPECT_EQ(.5f, spot->getSpotCutOff());
+    EXPECT_EQ(2.f, spot->getSpotExponent());
+    EXPECT_EQ(ct, spot->getBeacon());
     EXPECT_STREQ("dir", getName(root->getChild(3)));
-    // Lights are groups; where their types are not known a plain group stands in their place.
-    EXPECT_NE(NullFC, GroupPtr::dcast(root->getChild(2)->getCore()));
-    EXPECT_NE(NullFC, GroupPtr::dcast(root->getChild(3)->getCore()));
+    const DirectionalLightPtr dir = DirectionalLightPtr::dcast(root->getChild(3)->getCore());
+    ASSERT_NE(NullFC, dir);
+    EXPECT_EQ(Vec3f(0, 1, 0), dir->getDirection());
+    EXPECT_EQ(ct, dir->getBeacon());
+    EXPECT_TRUE(dir->getOn());
 }

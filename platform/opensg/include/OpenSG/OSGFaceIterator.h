@@ -33,15 +33,31 @@ protected:
     /// \a keepQuads: whether polygons of four corners stay whole; otherwise all are triangles.
     explicit PolygonWalk(bool keepQuads) : _keepQuads(keepQuads) {}
 
-    void advance();
+    void advance()
+    {
+        // Triangles of triangles, what most geometry is made of, without a call.
+        if (_primitive.getType() == GL_TRIANGLES && _corners[2] + 3 < _primitive.getLength()) {
+            for (UInt32 i = 0; i < 3; ++i) {
+                _corners[i] += 3;
+            }
+            ++_next;
+            ++_index;
+        } else {
+            advanceToNext();
+        }
+    }
     UInt32 polygonLength() const { return _length; }
     const PrimitiveIterator& primitive() const { return _primitive; }
 
 private:
     template <class IterT>
     friend class GeoCornerAccess;
+    friend class Geometry;
 
     UInt32 corner(Int32 which) const { return _corners[which]; }
+    /// Takes the first polygon; the primitive stands at the beginning.
+    void start();
+    void advanceToNext();
     /// Takes the next polygon of the primitive; false if there is none.
     bool take();
     bool takeOfStrip();
@@ -75,5 +91,12 @@ public:
     /// 3 or 4.
     UInt32 getLength() const { return polygonLength(); }
 };
+
+inline FaceIterator Geometry::endFaces() const
+{
+    FaceIterator end;
+    end._primitive = endPrimitives();
+    return end;
+}
 
 OSG_END_NAMESPACE

@@ -3,6 +3,8 @@
 #include <OpenSG/OSGAttachmentContainer.h>
 #include <OpenSG/OSGState.h>
 
+#include <vector>
+
 OSG_BEGIN_NAMESPACE
 
 OSG_FC_HANDLE(Material, AttachmentContainerPtr)
@@ -44,6 +46,13 @@ protected:
     }
 
     void onDestroy() override;
+
+    /// Whether \a inner is \a outer or one of the materials that it is made of, at any depth. Materials made
+    /// of others, those of other libraries included, list them in a field named "materials".
+    static bool holds(const MaterialPtr& outer, const Material* inner);
+    /// What \a outer is made of in the end, from the first to the last and each once: materials that list no
+    /// others. \a outer itself if it lists none.
+    static std::vector<MaterialPtr> partsOf(const MaterialPtr& outer);
 
     StatePtr _state; ///< referenced
 };

@@ -57,7 +57,8 @@ private:
 
 /// Walks over the primitives of a geometry in the order of its types. Nothing without types. A primitive that
 /// would go beyond the last corner is cut there; without lengths every primitive has all the corners that are
-/// left. The geometry must neither change nor die meanwhile.
+/// left. Corners are counted by the indices, without these by the positions, without these by the longest
+/// other property. The geometry must neither change nor die meanwhile.
 class OSG_PLATFORM_API PrimitiveIterator : public GeoCornerAccess<PrimitiveIterator>
 {
 public:
@@ -69,7 +70,7 @@ public:
 
     void setGeo(const GeometryPtr& geometry);
     void setGeo(const NodePtr& node);
-    void setToBegin();
+    void setToBegin() { setGeo(_geometry); }
     void setToEnd();
     /// Goes to primitive \a index, or to the end.
     void seek(Int32 index);
@@ -78,7 +79,8 @@ public:
     bool isAtEnd() const { return _index >= _count; }
     bool operator==(const PrimitiveIterator& other) const
     {
-        return _geometry == other._geometry && _index == other._index;
+        return _geometry == other._geometry && isAtEnd() == other.isAtEnd() &&
+               (isAtEnd() || _index == other._index);
     }
     bool operator!=(const PrimitiveIterator& other) const { return !(*this == other); }
 
@@ -93,26 +95,30 @@ private:
     template <class IterT>
     friend class GeoCornerAccess;
 
+    friend class Geometry;
+
     /// An attribute's property and its place among the indices of a corner.
-    template <class PtrT>
+    template <class PtrT, class ValueT>
     struct Attribute {
         PtrT property;
+        const ValueT* values = nullptr; ///< of a property that stores the generic type
         UInt32 size = 0;
         Int32 place = -1;
 
-        void set(const PtrT& newProperty, Int32 newPlace)
-        {
-            property = newProperty;
-            size = newProperty ? newProperty->getSize() : 0;
-            place = newPlace;
-        }
+        /// GeoPropertyT is the property class that stores the generic type.
+        template <class GeoPropertyT>
+        void set(const PtrT& newProperty, Int32 newPlace);
     };
 
     const PrimitiveIterator& primitive() const { return *this; }
     UInt32 corner(Int32 which) const { return UInt32(which); }
 
-    template <class PtrT>
-    Int32 indexOf(const Attribute<PtrT>& attribute, UInt32 corner) const
+    UInt32 indexAt(std::size_t at) const
+    {
+        return _indexValues ? _indexValues[at] : _indices->getValue(UInt32(at));
+    }
+    template <class PtrT, class ValueT>
+    Int32 indexOf(const Attribute<PtrT, ValueT>& attribute, UInt32 corner) const
     {
         if (!attribute.property) {
             return -1;
@@ -125,14 +131,16 @@ private:
             return -1;
         }
         const std::size_t at = k * _stride + (attribute.place < 0 ? 0 : UInt32(attribute.place));
-        return at < _indexCount ? Int32(_indices->getValue(UInt32(at))) : -1;
+        return at < _indexCount ? Int32(indexAt(at)) : -1;
     }
-    template <class ValueT, class PtrT>
-    ValueT valueOf(const Attribute<PtrT>& attribute, UInt32 corner) const
+    template <class PtrT, class ValueT>
+    ValueT valueOf(const Attribute<PtrT, ValueT>& attribute, UInt32 corner) const
     {
         const Int32 index = indexOf(attribute, corner);
-        return index >= 0 && UInt32(index) < attribute.size ? attribute.property->getValue(UInt32(index))
-                                                            : ValueT();
+        if (index < 0 || UInt32(index) >= attribute.size) {
+            return ValueT();
+        }
+        return attribute.values ? attribute.values[index] : attribute.property->getValue(UInt32(index));
     }
     /// Fills _type and _length for the primitive at _index.
     void load();
@@ -141,14 +149,15 @@ private:
     GeoPTypesPtr _types;
     GeoPLengthsPtr _lengths;
     GeoIndicesPtr _indices;
+    const UInt32* _indexValues = nullptr; ///< of indices of 32 bits
     UInt32 _indexCount = 0;
     UInt32 _stride = 1;
     UInt32 _corners = 0; ///< of the whole geometry
-    Attribute<GeoPositionsPtr> _positions;
-    Attribute<GeoNormalsPtr> _normals;
-    Attribute<GeoColorsPtr> _colors;
-    Attribute<GeoColorsPtr> _secondaryColors;
-    Attribute<GeoTexCoordsPtr> _texCoords[8];
+    Attribute<GeoPositionsPtr, Pnt3f> _positions;
+    Attribute<GeoNormalsPtr, Vec3f> _normals;
+    Attribute<GeoColorsPtr, Color3f> _colors;
+    Attribute<GeoColorsPtr, Color3f> _secondaryColors;
+    Attribute<GeoTexCoordsPtr, Vec2f> _texCoords[8];
 
     UInt32 _count = 0; ///< of primitives
     UInt32 _index = 0;
@@ -193,29 +202,38 @@ inline Int32 GeoCornerAccess<IterT>::texCoordsIndex(UInt32 unit, Int32 which) co
 template <class IterT>
 inline Pnt3f GeoCornerAccess<IterT>::getPosition(Int32 which) const
 {
-    return self().primitive().template valueOf<Pnt3f>(self().primitive()._positions, self().corner(which));
+    return self().primitive().valueOf(self().primitive()._positions, self().corner(which));
 }
 template <class IterT>
 inline Vec3f GeoCornerAccess<IterT>::getNormal(Int32 which) const
 {
-    return self().primitive().template valueOf<Vec3f>(self().primitive()._normals, self().corner(which));
+    return self().primitive().valueOf(self().primitive()._normals, self().corner(which));
 }
 template <class IterT>
 inline Color3f GeoCornerAccess<IterT>::getColor(Int32 which) const
 {
-    return self().primitive().template valueOf<Color3f>(self().primitive()._colors, self().corner(which));
+    return self().primitive().valueOf(self().primitive()._colors, self().corner(which));
 }
 template <class IterT>
 inline Color3f GeoCornerAccess<IterT>::getSecondaryColor(Int32 which) const
 {
-    return self().primitive().template valueOf<Color3f>(self().primitive()._secondaryColors,
-                                                        self().corner(which));
+    return self().primitive().valueOf(self().primitive()._secondaryColors, self().corner(which));
 }
 template <class IterT>
 inline Vec2f GeoCornerAccess<IterT>::texCoords(UInt32 unit, Int32 which) const
 {
-    return self().primitive().template valueOf<Vec2f>(self().primitive()._texCoords[unit],
-                                                      self().corner(which));
+    return self().primitive().valueOf(self().primitive()._texCoords[unit], self().corner(which));
+}
+
+// -- End of a walk ----------------------------------------------------------------------------
+
+// Cheap, and inline: loops ask for it before each step. It knows nothing of the geometry but which one it is.
+
+inline PrimitiveIterator Geometry::endPrimitives() const
+{
+    PrimitiveIterator end;
+    end._geometry = GeometryPtr(*this);
+    return end;
 }
 
 OSG_END_NAMESPACE

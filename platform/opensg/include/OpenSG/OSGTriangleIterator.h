@@ -32,4 +32,11 @@ public:
     UInt32 getLength() const { return primitive().getLength(); }
 };
 
+inline TriangleIterator Geometry::endTriangles() const
+{
+    TriangleIterator end;
+    end._primitive = endPrimitives();
+    return end;
+}
+
 OSG_END_NAMESPACE
