@@ -2,11 +2,16 @@
 
 #include "zyForEachNode.h"
 
+#include <zyOpenSGUtils/zyNodeUtils.h>
+
 #include <OpenSG/OSGMaterialDrawable.h>
 #include <OpenSG/OSGMaterialGroup.h>
 #include <OpenSG/OSGMaterialPool.h>
 #include <OpenSG/OSGSimpleAttachments.h>
+#include <OpenSG/OSGSwitchMaterial.h>
 
+#include <algorithm>
+#include <unordered_map>
 #include <unordered_set>
 
 // -- Names ------------------------------------------------------------------------------------
@@ -102,6 +107,13 @@ void zyMaterials::getMaterials(const osg::NodePtr& root, std::vector<osg::Materi
     });
 }
 
+// All wrappers (several passes, a choice, the host's merged materials) list what they wrap in this field.
+// Null when the material is none.
+static const osg::Field* wrappedBy(const osg::MaterialPtr& material)
+{
+    return material->getField("materials");
+}
+
 void zyMaterials::getRecursiveMaterials(const osg::MaterialPtr& material,
                                         std::vector<osg::MaterialPtr>& materials, bool includeSelf)
 {
@@ -116,9 +128,7 @@ void zyMaterials::getRecursiveMaterials(const osg::MaterialPtr& material,
             continue;
         if (current != material || includeSelf)
             materials.push_back(current);
-        // All wrappers (several passes, a choice, the host's merged materials) list what they wrap in this
-        // field.
-        const osg::Field* const wrapped = current->getField("materials");
+        const osg::Field* const wrapped = wrappedBy(current);
         if (wrapped == nullptr)
             continue;
         for (osg::UInt32 i = wrapped->getContainerCount(); i > 0; --i) {
@@ -127,4 +137,45 @@ void zyMaterials::getRecursiveMaterials(const osg::MaterialPtr& material,
                 open.push_back(inner);
         }
     }
+}
+
+osg::MaterialPtr zyMaterials::getRealMaterial(const osg::MaterialPtr& material)
+{
+    osg::MaterialPtr current = material;
+    std::unordered_set<const osg::Material*> met; // lists that were filled by hand may go round in circles
+    while (current != osg::NullFC && met.insert(current.getCPtr()).second) {
+        if (const auto choice = osg::SwitchMaterialPtr::dcast(current)) {
+            current = choice->getCurrentMaterial();
+            continue;
+        }
+        const osg::Field* const wrapped = wrappedBy(current);
+        if (wrapped == nullptr)
+            return current;
+        current = osg::MaterialPtr::dcast(wrapped->getContainer(0));
+    }
+    return osg::NullFC;
+}
+
+std::vector<zyNodePtr> zyMaterials::getNodesWithMaterial(const osg::MaterialPtr& material,
+                                                         const osg::NodePtr& root)
+{
+    std::vector<zyNodePtr> nodes;
+    if (material == osg::NullFC)
+        return nodes;
+    std::unordered_map<const osg::Material*, bool> holdsIt; // of each material met
+    std::vector<osg::MaterialPtr> parts;
+    zyForEachNode(root, [&](const osg::NodePtr& node) {
+        const osg::MaterialPtr own = zyNodeUtils::getMaterial(node);
+        if (own == osg::NullFC)
+            return;
+        const auto entry = holdsIt.emplace(own.getCPtr(), false);
+        if (entry.second) {
+            parts.clear();
+            getRecursiveMaterials(own, parts, true);
+            entry.first->second = std::find(parts.begin(), parts.end(), material) != parts.end();
+        }
+        if (entry.first->second)
+            nodes.push_back(node);
+    });
+    return nodes;
 }

@@ -6,6 +6,7 @@
 #include <zyUtils/zyLog.h>
 
 #include <OpenSG/OSGGeometry.h>
+#include <OpenSG/OSGMaterialGroup.h>
 #include <OpenSG/OSGSimpleAttachments.h>
 
 #include <unordered_set>
@@ -38,6 +39,20 @@ std::string zyNodeUtils::getName(const osg::NodePtr& node)
 {
     const osg::Char8* const name = node == osg::NullFC ? nullptr : osg::getName(node);
     return name == nullptr ? std::string() : std::string(name);
+}
+
+// -- Materials --------------------------------------------------------------------------------
+
+osg::MaterialPtr zyNodeUtils::getMaterial(const osg::NodePtr& node)
+{
+    if (node == osg::NullFC)
+        return osg::NullFC;
+    const osg::NodeCorePtr core = node->getCore();
+    if (const auto drawable = osg::MaterialDrawablePtr::dcast(core))
+        return drawable->getMaterial();
+    if (const auto group = osg::MaterialGroupPtr::dcast(core))
+        return group->getMaterial();
+    return osg::NullFC;
 }
 
 // -- Structure --------------------------------------------------------------------------------

@@ -1,12 +1,16 @@
 #include "sceneTools.h"
 
 #include <zyOpenSGUtils/zyMaterials.h>
+#include <zyOpenSGUtils/zyNodeUtils.h>
 
 #include <OpenSG/OSGChunkMaterial.h>
+#include <OpenSG/OSGGeometry.h>
 #include <OpenSG/OSGGroup.h>
 #include <OpenSG/OSGMaterialGroup.h>
 #include <OpenSG/OSGMaterialPool.h>
+#include <OpenSG/OSGMultiPassMaterial.h>
 #include <OpenSG/OSGSimpleMaterial.h>
+#include <OpenSG/OSGSwitchMaterial.h>
 
 #include <gtest/gtest.h>
 
@@ -134,4 +138,111 @@ TEST_F(ZyMaterials, aPlainMaterialExpandsToItself)
     zyMaterials::getRecursiveMaterials(osg::NullFC, materials, true);
     EXPECT_EQ(1u, materials.size());
     osg::subRefCP(material);
+}
+
+// -- Materials of materials -------------------------------------------------------------------
+
+namespace
+{
+
+// A switch that chooses between several passes and a plain material, with a scene that uses all of them.
+class NestedMaterials : public testing::Test
+{
+protected:
+    NestedMaterials()
+        : choice(osg::SwitchMaterial::create()), passes(osg::MultiPassMaterial::create()),
+          first(osg::ChunkMaterial::create()), second(osg::ChunkMaterial::create()),
+          root(makeNode("root", osg::Group::create()))
+    {
+        osg::addRefCP(choice);
+        osg::addRefCP(root);
+        const osg::CPEditor editChoice(choice), editPasses(passes);
+        choice->addMaterial(passes);
+        choice->addMaterial(second);
+        passes->addMaterial(first);
+        passes->addMaterial(second);
+    }
+    ~NestedMaterials() override
+    {
+        osg::subRefCP(root);
+        osg::subRefCP(choice);
+    }
+
+    osg::NodePtr addGroup(const std::string& name, const osg::MaterialPtr& material)
+    {
+        const osg::MaterialGroupPtr group = osg::MaterialGroup::create();
+        {
+            const osg::CPEditor edit(group);
+            group->setMaterial(material);
+        }
+        const osg::NodePtr node = makeNode(name, group);
+        addChild(root, node);
+        return node;
+    }
+    static std::string namesOf(const std::vector<osg::NodePtr>& nodes)
+    {
+        std::string names;
+        for (const osg::NodePtr& node : nodes)
+            names += zyNodeUtils::getName(node) + " ";
+        return names;
+    }
+
+    osg::SwitchMaterialPtr choice;
+    osg::MultiPassMaterialPtr passes;
+    osg::ChunkMaterialPtr first;
+    osg::ChunkMaterialPtr second;
+    osg::NodePtr root;
+};
+
+} // namespace
+
+TEST_F(NestedMaterials, theRealOneIsTheChosenOrTheFirst)
+{
+    EXPECT_EQ(osg::MaterialPtr(first), zyMaterials::getRealMaterial(first));
+    EXPECT_EQ(osg::MaterialPtr(first), zyMaterials::getRealMaterial(passes));
+    EXPECT_EQ(osg::MaterialPtr(first), zyMaterials::getRealMaterial(choice));
+    const osg::CPEditor edit(choice);
+    choice->setChoice(1);
+    EXPECT_EQ(osg::MaterialPtr(second), zyMaterials::getRealMaterial(choice));
+    choice->setChoice(2);
+    EXPECT_TRUE(zyMaterials::getRealMaterial(choice) == osg::NullFC);
+    EXPECT_TRUE(zyMaterials::getRealMaterial(osg::NullFC) == osg::NullFC);
+    osg::MultiPassMaterialPtr empty = osg::MultiPassMaterial::create();
+    EXPECT_TRUE(zyMaterials::getRealMaterial(empty) == osg::NullFC);
+    osg::subRefCP(empty);
+}
+
+TEST_F(NestedMaterials, theNodesThatUseOneAreFoundByItsWrappersToo)
+{
+    addGroup("plain", first);
+    addGroup("switched", choice);
+    addGroup("none", osg::NullFC);
+    const osg::GeometryPtr geometry = osg::Geometry::create();
+    {
+        const osg::CPEditor edit(geometry);
+        geometry->setMaterial(second);
+    }
+    addChild(root, makeNode("drawable", geometry));
+    EXPECT_EQ("plain switched ", namesOf(zyMaterials::getNodesWithMaterial(first, root)));
+    EXPECT_EQ("switched drawable ", namesOf(zyMaterials::getNodesWithMaterial(second, root)));
+    EXPECT_EQ("switched ", namesOf(zyMaterials::getNodesWithMaterial(passes, root)));
+    EXPECT_EQ("", namesOf(zyMaterials::getNodesWithMaterial(osg::NullFC, root)));
+    EXPECT_EQ("", namesOf(zyMaterials::getNodesWithMaterial(first, osg::NullFC)));
+    EXPECT_EQ("plain ", namesOf(zyMaterials::getNodesWithMaterial(first, root->getChild(0))));
+}
+
+TEST_F(NestedMaterials, aNodeHasTheMaterialOfItsOwnCoreOnly)
+{
+    const osg::NodePtr node = addGroup("plain", first);
+    const osg::NodePtr below = makeNode("below", osg::Group::create());
+    addChild(node, below);
+    EXPECT_EQ(osg::MaterialPtr(first), zyNodeUtils::getMaterial(node));
+    EXPECT_TRUE(zyNodeUtils::getMaterial(below) == osg::NullFC);
+    EXPECT_TRUE(zyNodeUtils::getMaterial(osg::NullFC) == osg::NullFC);
+    const osg::GeometryPtr geometry = osg::Geometry::create();
+    addChild(node, makeNode("drawable", geometry));
+    EXPECT_TRUE(zyNodeUtils::getMaterial(node->getChild(1)) == osg::NullFC);
+    const osg::CPEditor edit(geometry);
+    geometry->setMaterial(second);
+    EXPECT_EQ(osg::MaterialPtr(second), zyNodeUtils::getMaterial(node->getChild(1)));
 }

@@ -1,6 +1,7 @@
 #ifndef ZYMATERIALS_H
 #define ZYMATERIALS_H
 
+#include <zyOpenSGUtils/zyNodePtr.h>
 #include <zyOpenSGUtils/zyOpenSGUtilsApi.h>
 
 #include <OpenSG/OSGMaterial.h>
@@ -52,6 +53,17 @@ public:
     /// @param includeSelf  whether `material` itself is appended too, in front.
     static void getRecursiveMaterials(const osg::MaterialPtr& material,
                                       std::vector<osg::MaterialPtr>& materials, bool includeSelf);
+
+    /// The material that carries the look: `material` itself, or, of one that is made of others, the chosen
+    /// one of a switch and the first one of all other kinds, and so on down to one that is made of none.
+    /// @return null when `material` is null, or a material on the way lists or chooses none.
+    static osg::MaterialPtr getRealMaterial(const osg::MaterialPtr& material);
+
+    /// The nodes at and below `root` that give this material to what they draw: drawables and material groups
+    /// that have it, alone or as one of those that their material is made of, depth first. None for a null
+    /// material.
+    static std::vector<zyNodePtr> getNodesWithMaterial(const osg::MaterialPtr& material,
+                                                       const osg::NodePtr& root);
 
     /// @}
 };

@@ -3,7 +3,11 @@
 
 #include <zyOpenSGUtils/zyOpenSGUtilsApi.h>
 
+#include <OpenSG/OSGMaterial.h>
+#include <OpenSG/OSGMatrix.h>
 #include <OpenSG/OSGNode.h>
+#include <OpenSG/OSGQuaternion.h>
+#include <OpenSG/OSGVector.h>
 
 #include <functional>
 #include <string>
@@ -29,6 +33,14 @@ public:
     static std::string getName(const osg::NodePtr& node);
 
     /// @}
+    /// @name Materials
+    /// @{
+
+    /// The material that the node's own core brings: a drawable's or a material group's. Null when it brings
+    /// none, or the node is null; ancestors are not asked.
+    static osg::MaterialPtr getMaterial(const osg::NodePtr& node);
+
+    /// @}
     /// @name Structure
     /// @{
 
@@ -39,6 +51,31 @@ public:
     /// @return false, with nothing changed, when one of the two is null, both are the same, or the result
     ///         would be a cycle. True without a change when `parent` is the node's parent already.
     static bool insertParentNode(const osg::NodePtr& node, const osg::NodePtr& parent);
+
+    /// @}
+    /// @name Matrices
+    /// @{
+
+    /// Splits the 4x4 matrix of a transformation into matrix = T R S: translation, then rotation, then scale
+    /// along the object's own axes.
+    ///
+    /// By polar decomposition: R is the rotation nearest to the 3x3 part, S what then comes nearest to it;
+    /// for a matrix without shear the product is the matrix again up to single precision. Shear and the
+    /// projective row are left out.
+    ///
+    /// - A matrix that mirrors has three scales below zero, whichever axes were mirrored.
+    /// - An axis of scale 0 gives scale 0; the rotation keeps the other axes and completes them.
+    /// - A translation or 3x3 part with a value that is not finite: the identity.
+    ///
+    /// @param rotation  of length 1
+    static void decomposeMatrix(const osg::Matrix& matrix, osg::Vec3f& translation, osg::Quaternion& rotation,
+                                osg::Vec3f& scale);
+
+    /// Angles in degrees about x, y and z, in this order about fixed axes: rotation = Rz Ry Rx. x and z are
+    /// within 180 degrees either way, y within 90. At y = +-90, where only x and z together are defined, z is
+    /// 0.
+    /// @param rotation  its 3x3 part must be orthonormal; the rest is not looked at
+    static void cnvMatToEul(const osg::Matrix& rotation, osg::Vec3f& degrees);
 
     /// @}
     /// @name Geometry repair
