@@ -148,6 +148,39 @@ TEST_F(Command, whatRanWithUndoIsTakenBackInReverse)
     EXPECT_EQ(run("undo"), "FAILED");
 }
 
+TEST_F(Command, connectionsAreTakenBackToo)
+{
+    run("createNode lambert -n a; createNode lambert -n b; sets -renderable true -nss true -empty -n g;"
+        "connectAttr a.outColor g.surfaceShader");
+    run("connectAttr -f b.outColor g.surfaceShader", true);
+    run("disconnectAttr b.outColor g.surfaceShader", true);
+    EXPECT_EQ(run("undo; connectAttr b.outColor g.surfaceShader"), "FAILED"); // is connected again
+    EXPECT_EQ(run("undo; connectAttr a.outColor g.surfaceShader"), "FAILED");
+    EXPECT_EQ(run("undo"), "FAILED");
+}
+
+TEST_F(Command, whatCannotBeTakenBackEndsWhatCouldBe)
+{
+    for (const char* script :
+         {"delete x", "parent x a", "parent -add x a", "sets -edit -addElement g x", "sets -e -rm g x"}) {
+        ASSERT_EQ(KFileIO::newFile(true), KStatus::kSuccess);
+        run("createNode transform -n a; createNode locator -n x; sets -n g x; setAttr a.translateX 1");
+        run("setAttr a.translateX 5", true);
+        ASSERT_EQ(run(script, true), "") << script;
+        EXPECT_EQ(run("undo"), "FAILED") << script;
+        EXPECT_EQ(run("getAttr a.translateX"), "5") << script;
+    }
+}
+
+TEST_F(Command, editsThroughFunctionSetsAreNotQueued)
+{
+    KFnTransform transform;
+    transform.create();
+    transform.findPlug("visibility").setValue(false);
+    EXPECT_EQ(run("undo"), "FAILED");
+    EXPECT_EQ(run("delete -ch; getAttr transform1.visibility"), "0");
+}
+
 TEST_F(Command, helpListsEveryCommandWithItsFlags)
 {
     const std::string all = run("help");

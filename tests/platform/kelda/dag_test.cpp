@@ -214,6 +214,37 @@ TEST_F(Dag, duplicatingAShapeAsInstanceMakesATransformBelowTheWorldThatHoldsIt)
     EXPECT_EQ(path("|transform1|m").instanceNumber(), 1u);
 }
 
+TEST_F(Dag, aDuplicateThatIsMovedStandsBelowItsNewParentOnly)
+{
+    run("createNode transform -n a; createNode transform -n b");
+    KFnMesh mesh(makeStrip(1, "m", object("|a")));
+    const KObject made = mesh.duplicate(true, true);
+    KFnDagNode below(object("|b"));
+    ASSERT_EQ(below.addChild(made, KFnDagNode::kNextPos, false), KStatus::kSuccess);
+    EXPECT_EQ(walk(), (std::vector<std::string>{"|a", "|a|m", "|b", "|b|transform1", "|b|transform1|m"}));
+    EXPECT_EQ(path("|a|m").instanceNumber(), 0u);
+    EXPECT_EQ(path("|b|transform1|m").instanceNumber(), 1u);
+    EXPECT_EQ(path("|b|transform1|m").node(), mesh.object());
+}
+
+// What is moved is small, what it goes below stands deep; and there are many of both.
+TEST_F(Dag, instancesAreMadeAndMovedWithoutLookingAtTheOthers)
+{
+    KFnTransform root;
+    root.create();
+    KFnMesh mesh(makeStrip(1, "m", root.object()));
+    KObject at = root.object();
+    for (int i = 0; i < 30000; ++i) {
+        KFnTransform above;
+        above.create(i % 3 == 0 ? at : root.object());
+        at = i % 3 == 0 ? above.object() : at;
+        ASSERT_EQ(KFnDagNode(at).addChild(mesh.duplicate(true, true), KFnDagNode::kNextPos, false),
+                  KStatus::kSuccess);
+    }
+    EXPECT_EQ(mesh.instanceCount(true), 30001u);
+    EXPECT_EQ(KFnDagNode(root.parent(0)).childCount(), 1u);
+}
+
 TEST_F(Dag, duplicatingATransformCopiesWhatStandsBelow)
 {
     run("createNode transform -n a; createNode transform -n b -p a; setAttr b.translateX 3");

@@ -87,6 +87,44 @@ TEST_F(Faults, everyOperationThatAWalkUsesCanFail)
     fails("KGlobal::executeCommand", [&] { return KGlobal::executeCommand("flushUndo"); });
 }
 
+TEST_F(Faults, everyOperationThatBuildsASceneCanFail)
+{
+    const auto fails = [](const char* operation, const std::function<KStatus()>& call) {
+        KFaults::failCall(operation);
+        EXPECT_EQ(call(), KStatus::kFailure) << operation;
+        EXPECT_EQ(KFaults::calls(operation), 1u) << operation;
+        KFaults::clear();
+        EXPECT_EQ(call(), KStatus::kSuccess) << operation;
+    };
+    KStatus s;
+    KFnTransform transform;
+    fails("KFnTransform::create", [&] { return transform.create(KObject::kNullObj, &s), s; });
+    EXPECT_EQ(walk().size(), 1u);
+    fails("KFnTransform::set", [&] { return transform.set(KTransformationMatrix()); });
+    fails("KFnDependencyNode::setName", [&] { return transform.setName("a", &s), s; });
+    KFloatPointArray points(3);
+    points[1].x = points[2].y = 1;
+    const int corners[3] = {0, 1, 2};
+    const KIntArray counts(1, 3), connects(corners, 3);
+    KFnMesh mesh;
+    fails("KFnMesh::create",
+          [&] { return mesh.create(3, 1, points, counts, connects, transform.object(), &s), s; });
+    EXPECT_EQ(walk().size(), 2u);
+    fails("KFnMesh::setVertexNormals",
+          [&] { return mesh.setVertexNormals(KVectorArray(3, KVector(0, 0, 1)), connects); });
+    fails("KFnMesh::setUVs", [&] { return mesh.setUVs(KFloatArray(3, 0.5f), KFloatArray(3, 0.5f)); });
+    fails("KFnMesh::assignUVs", [&] { return mesh.assignUVs(counts, connects); });
+    fails("KFnMesh::updateSurface", [&] { return mesh.updateSurface(); });
+    KObject copy;
+    fails("KFnDagNode::duplicate", [&] { return copy = mesh.duplicate(true, true, &s), s; });
+    fails("KFnDagNode::addChild", [&] { return transform.addChild(copy); });
+    KPlug plug = transform.findPlug("visibility");
+    fails("KPlug::setValue", [&] { return plug.setValue(false); });
+    KFnSet set;
+    set.create("g", true);
+    fails("KFnSet::addMember", [&] { return set.addMember(mesh.object()); });
+}
+
 TEST_F(Faults, aFailedConstructionAttachesToNothing)
 {
     run("createNode transform -n a");

@@ -171,6 +171,74 @@ TEST_F(FileIO, typeIsGivenOrToldByTheSuffix)
                    ": cannot be saved: its suffix is neither \"ka\" nor \"kb\" and no type is given");
 }
 
+TEST_F(FileIO, anExistingFileIsReplacedWithoutForce)
+{
+    openGolden();
+    for (bool force : {false, true}) {
+        write(in("old.ka"), "old");
+        EXPECT_EQ(KFileIO::saveAs(in("old.ka"), "keldaAscii", force), KStatus::kSuccess);
+        EXPECT_EQ(read(in("old.ka")), golden());
+    }
+}
+
+namespace
+{
+
+KString textureName(const char* node)
+{
+    KObject found;
+    EXPECT_EQ(KGlobal::findNode(node, found), KStatus::kSuccess) << node;
+    return KFnDependencyNode(found).findPlug("fileTextureName").asString();
+}
+
+std::string fileNode(const std::string& name, const std::string& texture)
+{
+    return "createNode file -name \"" + name + "\";\n    setAttr \".fileTextureName\" -type \"string\" \"" +
+           texture + "\";\n";
+}
+
+} // namespace
+
+TEST_F(FileIO, texturesBesideTheSceneAreAnsweredWithTheirFullPath)
+{
+    fs::create_directory(folder / "tex");
+    write(in("tex/wood.png"), "x");
+    const std::string scene = "//Kelda ASCII 2017 scene\ncurrentUnit -linear \"centimeter\";\n" +
+                              fileNode("there", "tex/wood.png") + fileNode("windows", "tex\\\\wood.png") +
+                              fileNode("missing", "tex/stone.png") + fileNode("folder", "tex") +
+                              fileNode("full", in("tex/wood.png")) + fileNode("none", "a") +
+                              "//End of scene\n";
+    ASSERT_EQ(openText(scene), KStatus::kSuccess) << lastError();
+    EXPECT_EQ(textureName("there"), KString(in("tex/wood.png")));
+    EXPECT_EQ(textureName("windows"), KString(in("tex/wood.png")));
+    EXPECT_EQ(textureName("missing"), KString("tex/stone.png"));
+    EXPECT_EQ(textureName("folder"), KString("tex"));
+    EXPECT_EQ(textureName("full"), KString(in("tex/wood.png")));
+    KCommandResult result;
+    ASSERT_EQ(KGlobal::executeCommand("getAttr there.fileTextureName", result), KStatus::kSuccess);
+    EXPECT_EQ(result.stringResult(), KString(in("tex/wood.png")));
+    EXPECT_EQ(sceneText(), scene); // saved as it was set
+}
+
+TEST_F(FileIO, texturesBesideAnImportedSceneStayFound)
+{
+    fs::create_directories(folder / "other/tex");
+    write(in("other/tex/wood.png"), "x");
+    write(in("near.png"), "x");
+    write(in("other/part.ka"),
+          "//Kelda ASCII 2017 scene\n" + fileNode("theirs", "tex/wood.png") + fileNode("lost", "stone.png"));
+    write(in("shadow.ka"), "//Kelda ASCII 2017 scene\n" + fileNode("ours", "near.png"));
+    ASSERT_EQ(openText("//Kelda ASCII 2017 scene\n"), KStatus::kSuccess);
+    ASSERT_EQ(KFileIO::import(in("other/part.ka")), KStatus::kSuccess) << lastError();
+    ASSERT_EQ(KFileIO::import(in("shadow.ka")), KStatus::kSuccess) << lastError();
+    EXPECT_EQ(textureName("theirs"), KString(in("other/tex/wood.png")));
+    EXPECT_EQ(textureName("lost"), KString("stone.png"));
+    EXPECT_EQ(textureName("ours"), KString(in("near.png")));
+    const std::string text = sceneText();
+    EXPECT_NE(text.find("\"" + in("other/tex/wood.png") + "\""), std::string::npos);
+    EXPECT_NE(text.find("\"near.png\""), std::string::npos); // beside the scene as well: as it was
+}
+
 TEST_F(FileIO, placesThatCannotBeWrittenAreNamed)
 {
     fs::create_directory(folder / "dir.ka");

@@ -3,7 +3,9 @@
 #include "kelda/KDagPathArray.h"
 #include "kelda/KFnDagNode.h"
 #include "kelda/KFnMesh.h"
+#include "kelda/KFnPhongShader.h"
 #include "kelda/KFnTransform.h"
+#include "kelda/KGlobal.h"
 #include "kelda/KItDag.h"
 #include "kelda/KMatrix.h"
 #include "kelda/KObjectArray.h"
@@ -138,6 +140,192 @@ TEST_F(ForeignImport, polygonsStayPolygonsAndEachMaterialIsAShadingGroup)
     EXPECT_EQ(shaderBySize[4], "red_paint");
     EXPECT_EQ(shaderBySize[3], "blue");
 }
+
+// -- Materials ------------------------------------------------------------------------------------
+
+namespace
+{
+
+KObject nodeOf(const std::string& name)
+{
+    KObject found;
+    EXPECT_EQ(KGlobal::findNode(name, found), KStatus::kSuccess) << name;
+    return found;
+}
+
+/// The only node that feeds the attribute; null when there is none.
+KObject sourceOf(const KObject& node, const char* attr)
+{
+    KPlugArray plugs;
+    KFnDependencyNode(node).findPlug(attr).connectedTo(plugs, true, false);
+    EXPECT_LE(plugs.length(), 1u) << attr;
+    return plugs.length() == 1 ? plugs[0].node() : KObject();
+}
+
+std::string textOf(const KObject& node, const char* attr)
+{
+    return KFnDependencyNode(node).findPlug(attr).asString().str();
+}
+
+std::string base64(const std::string& bytes)
+{
+    static const char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    for (size_t i = 0; i < bytes.size(); i += 3) {
+        unsigned three = 0;
+        for (size_t k = 0; k < 3; ++k)
+            three = three << 8 | (i + k < bytes.size() ? static_cast<unsigned char>(bytes[i + k]) : 0u);
+        for (size_t k = 0; k < 4; ++k)
+            out += i + k > bytes.size() ? '=' : digits[three >> (18 - 6 * k) & 63];
+    }
+    return out;
+}
+
+// One triangle with two UV sets.
+std::string gltfWith(const std::string& materialsAndImages)
+{
+    const float values[] = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 1, 0.5f, 0.5f, 1, 0.5f, 0.5f, 1};
+    const std::string bytes(reinterpret_cast<const char*>(values), sizeof values);
+    return kCube +
+           "\"nodes\":[{\"mesh\":0,\"name\":\"n\"}],\"meshes\":[{\"name\":\"m\",\"primitives\":[{"
+           "\"attributes\":{\"POSITION\":0,\"TEXCOORD_0\":1,\"TEXCOORD_1\":2},\"material\":0}]}],"
+           "\"accessors\":[{\"bufferView\":0,\"componentType\":5126,\"count\":3,\"type\":\"VEC3\","
+           "\"min\":[0,0,0],\"max\":[1,1,0]},{\"bufferView\":1,\"componentType\":5126,\"count\":3,"
+           "\"type\":\"VEC2\"},{\"bufferView\":2,\"componentType\":5126,\"count\":3,\"type\":\"VEC2\"}],"
+           "\"bufferViews\":[{\"buffer\":0,\"byteLength\":36},{\"buffer\":0,\"byteOffset\":36,"
+           "\"byteLength\":24},{\"buffer\":0,\"byteOffset\":60,\"byteLength\":24}],"
+           "\"buffers\":[{\"byteLength\":84,\"uri\":\"data:application/octet-stream;base64," +
+           base64(bytes) + "\"}]," + materialsAndImages + "}";
+}
+
+} // namespace
+
+TEST_F(ForeignImport, materialsComeAsShadersWithTheirValues)
+{
+    write(in("m.mtl"), "newmtl gloss\nKd 1 0.25 0\nKa 0.1 0.2 0.3\nKe 0 0 0.5\nKs 0.5 0.5 1\nNs 40\nd 0.25\n"
+                       "newmtl dull\nKd 0 0 1\n");
+    write(in("m.obj"),
+          "mtllib m.mtl\nv 0 0 0\nv 1 0 0\nv 1 1 0\no x\nusemtl gloss\nf 1 2 3\no y\nusemtl dull\nf 3 2 1\n");
+    ASSERT_EQ(KFileIO::import(in("m.obj")), KStatus::kSuccess) << lastError();
+    KStatus status;
+    const KFnPhongShader gloss(nodeOf("gloss"), &status);
+    ASSERT_EQ(status, KStatus::kSuccess);
+    EXPECT_EQ(gloss.color(), KColor(1, 0.25f, 0));
+    EXPECT_EQ(gloss.diffuseCoeff(), 1.0f);
+    EXPECT_EQ(gloss.ambientColor(), KColor(0.1f, 0.2f, 0.3f));
+    EXPECT_EQ(gloss.incandescence(), KColor(0, 0, 0.5f));
+    EXPECT_EQ(gloss.specularColor(), KColor(0.5f, 0.5f, 1));
+    EXPECT_EQ(gloss.cosPower(), 40.0f);
+    EXPECT_EQ(gloss.transparency(), KColor(0.75f));
+    const KFnLambertShader dull(nodeOf("dull"), &status);
+    ASSERT_EQ(status, KStatus::kSuccess);
+    EXPECT_FALSE(dull.object().hasFn(KFn::kPhong));
+    EXPECT_EQ(dull.transparency(), KColor(0, 0, 0));
+    EXPECT_TRUE(sourceOf(dull.object(), "color").isNull());
+}
+
+TEST_F(ForeignImport, texturesBesideTheFileAreNamedInFull)
+{
+    fs::create_directory(folder / "maps");
+    write(in("maps/wood.png"), "not looked into");
+    write(in("m.mtl"), "newmtl a\nKd 0.5 1 1\nmap_Kd maps\\wood.png\nmap_Bump bumps.png\n"
+                       "newmtl b\nmap_Kd lost.png\n");
+    write(in("m.obj"), "mtllib m.mtl\nv 0 0 0\nv 1 0 0\nv 1 1 0\nvt 0 0\no x\nusemtl a\nf 1/1 2/1 3/1\n"
+                       "o y\nusemtl b\nf 3/1 2/1 1/1\n");
+    ASSERT_EQ(KFileIO::import(in("m.obj")), KStatus::kSuccess) << lastError();
+    const KObject file = sourceOf(nodeOf("a"), "color");
+    ASSERT_TRUE(file.hasFn(KFn::kFileTexture));
+    EXPECT_EQ(textOf(file, "fileTextureName"), in("maps/wood.png"));
+    EXPECT_EQ(textOf(file, "colorGainR"), "0.5"); // the material's colour tints its texture
+    EXPECT_EQ(textOf(file, "colorGainG"), "1");
+    const KObject place = sourceOf(file, "uvCoord");
+    ASSERT_TRUE(place.hasFn(KFn::kPlace2dTexture));
+    EXPECT_EQ(textOf(place, "repeatU"), "1");
+    EXPECT_TRUE(sourceOf(place, "uvCoord").isNull()); // the first UV set
+    EXPECT_EQ(textOf(sourceOf(nodeOf("b"), "color"), "fileTextureName"), "lost.png");
+    EXPECT_NE(std::find(infos.begin(), infos.end(),
+                        in("m.obj") + ": left out: 1 textures for anything but the colour"),
+              infos.end());
+}
+
+TEST_F(ForeignImport, aTextureOnAnotherUVSetGetsAChooser)
+{
+    write(in("wood 1.png"), "x");
+    write(in("t.gltf"), gltfWith("\"extensionsUsed\":[\"KHR_texture_transform\"],"
+                                 "\"materials\":[{\"name\":\"paint\",\"pbrMetallicRoughness\":{"
+                                 "\"baseColorFactor\":[1,0.5,0.25,0.5],"
+                                 "\"baseColorTexture\":{\"index\":0,\"texCoord\":1,"
+                                 "\"extensions\":{\"KHR_texture_transform\":{\"scale\":[2,3]}}}}}],"
+                                 "\"textures\":[{\"source\":0,\"sampler\":0}],"
+                                 "\"samplers\":[{\"wrapS\":33071,\"wrapT\":33648}],"
+                                 "\"images\":[{\"uri\":\"wood%201.png\"}]"));
+    ASSERT_EQ(KFileIO::import(in("t.gltf")), KStatus::kSuccess) << lastError();
+    const KFnLambertShader paint(nodeOf("paint"));
+    EXPECT_EQ(paint.transparency(), KColor(0, 0, 0)); // its alpha is not blended
+    const KObject file = sourceOf(paint.object(), "color");
+    EXPECT_EQ(textOf(file, "fileTextureName"), in("wood 1.png"));
+    const KObject place = sourceOf(file, "uvCoord");
+    EXPECT_EQ(textOf(place, "repeatU"), "2");
+    EXPECT_EQ(textOf(place, "repeatV"), "3");
+    EXPECT_EQ(textOf(place, "wrapU"), "0");
+    EXPECT_EQ(textOf(place, "mirrorV"), "1");
+    EXPECT_EQ(textOf(place, "wrapV"), "1");
+    const KObject chooser = sourceOf(place, "uvCoord");
+    ASSERT_TRUE(chooser.hasFn(KFn::kUvChooser));
+    KPlugArray plugs;
+    ASSERT_TRUE(KFnDependencyNode(chooser).findPlug("uvSets")[0].connectedTo(plugs, true, true));
+    EXPECT_EQ(plugs[0].asString(), KString("uvSet1"));
+    EXPECT_TRUE(plugs[0].node().hasFn(KFn::kMesh));
+}
+
+TEST_F(ForeignImport, embeddedImagesAreUnpackedUntilTheSceneIsCleared)
+{
+    const char* const before = ::getenv("TMPDIR");
+    const std::string old = before ? before : "";
+    fs::create_directory(folder / "temporary");
+    ::setenv("TMPDIR", in("temporary").c_str(), 1);
+    const std::string png = "\x89PNG\r\n\x1a\n whatever";
+    const std::string materials = "\"materials\":[{\"name\":\"paint\",\"alphaMode\":\"BLEND\","
+                                  "\"pbrMetallicRoughness\":{\"baseColorFactor\":[1,1,1,0.25],"
+                                  "\"baseColorTexture\":{\"index\":0}}}],\"textures\":[{\"source\":0}],"
+                                  "\"images\":[{\"name\":\"../../a b\",\"uri\":\"data:image/png;base64," +
+                                  base64(png) + "\"}]";
+    write(in("t.gltf"), gltfWith(materials));
+    ASSERT_EQ(KFileIO::import(in("t.gltf")), KStatus::kSuccess) << lastError();
+    EXPECT_EQ(KFnLambertShader(nodeOf("paint")).transparency(), KColor(0.75f));
+    const std::string name = textOf(sourceOf(nodeOf("paint"), "color"), "fileTextureName");
+    EXPECT_EQ(name.find(in("temporary/kelda-images-")), 0u) << name;
+    EXPECT_EQ(fs::path(name).extension(), ".png");
+    EXPECT_EQ(read(name), png);
+    EXPECT_EQ(std::distance(fs::directory_iterator(fs::path(name).parent_path()), fs::directory_iterator()),
+              1);
+
+    // A second import has a folder of its own; one without images and one that fails leave none.
+    write(in("u.gltf"), gltfWith(materials));
+    ASSERT_EQ(KFileIO::import(in("u.gltf")), KStatus::kSuccess) << lastError();
+    write(in("plain.obj"), "v 0 0 0\nv 1 0 0\nv 1 1 0\nf 1 2 3\n");
+    ASSERT_EQ(KFileIO::import(in("plain.obj")), KStatus::kSuccess) << lastError();
+    write(in("bad.gltf"), gltfWith(materials).substr(0, 700));
+    ASSERT_EQ(KFileIO::import(in("bad.gltf")), KStatus::kFailure);
+    EXPECT_TRUE(fs::exists(name));
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder / "temporary"), fs::directory_iterator()), 2);
+    KFileIO::newFile(true);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder / "temporary"), fs::directory_iterator()), 0);
+
+    // Nowhere to unpack to: the scene comes, and what is missing is told.
+    ::setenv("TMPDIR", in("nowhere").c_str(), 1);
+    infos.clear();
+    ASSERT_EQ(KFileIO::import(in("t.gltf")), KStatus::kSuccess) << lastError();
+    EXPECT_TRUE(sourceOf(nodeOf("paint"), "color").isNull());
+    EXPECT_EQ(infos, std::vector<std::string>{in("t.gltf") +
+                                              ": left out: 1 embedded images that could not be unpacked"});
+    if (before)
+        ::setenv("TMPDIR", old.c_str(), 1);
+    else
+        ::unsetenv("TMPDIR");
+}
+
+// -- Names, matrices, failures --------------------------------------------------------------------
 
 TEST_F(ForeignImport, namesOfOtherAlphabetsComeLegalised)
 {

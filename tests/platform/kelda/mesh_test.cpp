@@ -64,6 +64,41 @@ TEST_F(Mesh, badGeometryMakesNothing)
     EXPECT_EQ(create(triangle(), {3}, {0, 1, 2}), KStatus::kSuccess);
 }
 
+TEST_F(Mesh, theNumbersGivenMustAgreeWithTheArrays)
+{
+    KFnMesh mesh;
+    const KFloatPointArray points = triangle();
+    const KIntArray counts(1, 3);
+    const int corners[3] = {0, 1, 2};
+    const KIntArray connects(corners, 3);
+    const std::pair<int, int> wrong[] = {{3, 0}, {0, 1}, {2, 1}, {4, 1}, {3, 2}, {-3, 1}, {3, -1}};
+    for (const auto& w : wrong) {
+        KStatus status;
+        EXPECT_TRUE(
+            mesh.create(w.first, w.second, points, counts, connects, KObject::kNullObj, &status).isNull());
+        EXPECT_EQ(status, KStatus::kInvalidParameter) << w.first << " " << w.second;
+    }
+    EXPECT_TRUE(walk().empty());
+    EXPECT_TRUE(mesh.object().isNull());
+}
+
+TEST_F(Mesh, belowAParentTheMeshItselfIsAnswered)
+{
+    run("createNode transform -n a");
+    const KObject parent = object("|a");
+    KFnMesh mesh;
+    const int corners[3] = {0, 1, 2};
+    KStatus status;
+    const KObject made =
+        mesh.create(3, 1, triangle(), KIntArray(1, 3), KIntArray(corners, 3), parent, &status);
+    ASSERT_EQ(status, KStatus::kSuccess);
+    EXPECT_EQ(made, mesh.object());
+    EXPECT_EQ(mesh.setName("a"), KString("a")); // the transform's name is no sibling's
+    EXPECT_EQ(walk(), (std::vector<std::string>{"|a", "|a|a"}));
+    mesh.create(3, 1, triangle(), KIntArray(1, 3), KIntArray(corners, 3), object("|a|a"), &status);
+    EXPECT_EQ(status, KStatus::kInvalidParameter); // a shape has no children
+}
+
 TEST_F(Mesh, pointsComeWidenedWithWeightOne)
 {
     const KFnMesh mesh(makeStrip(2, "m"));
@@ -121,6 +156,69 @@ TEST_F(Mesh, vertexNormalsAreSharedByTheCornersOfAVertex)
     EXPECT_EQ(mesh.setVertexNormals(few), KStatus::kInvalidParameter);
 }
 
+TEST_F(Mesh, normalsOfListedVerticesReplaceTheirs)
+{
+    // Two triangles that share nothing, as an export makes them, and the same with a shared edge.
+    const std::vector<std::vector<int>> connects = {{0, 1, 2, 3, 4, 5}, {0, 1, 2, 2, 1, 3}};
+    for (const std::vector<int>& corners : connects) {
+        KFloatPointArray points(corners.back() == 5 ? 6 : 4);
+        for (unsigned i = 0; i < points.length(); ++i)
+            points[i] = KFloatPoint(static_cast<float>(i % 2), static_cast<float>(i / 2), 0);
+        KFnMesh mesh;
+        KStatus status;
+        mesh.create(static_cast<int>(points.length()), 2, points, KIntArray(2, 3),
+                    KIntArray(corners.data(), 6), KObject::kNullObj, &status);
+        ASSERT_EQ(status, KStatus::kSuccess);
+        KVectorArray normals;
+        KIntArray all;
+        for (int i = 0; i < static_cast<int>(points.length()); ++i) {
+            normals.append(KVector(i, 0.5, -1));
+            all.append(i);
+        }
+        ASSERT_EQ(mesh.setVertexNormals(normals, all, KSpace::kObject), KStatus::kSuccess);
+        KFloatVectorArray kept;
+        ASSERT_EQ(mesh.getNormals(kept), KStatus::kSuccess);
+        EXPECT_EQ(kept.length(), points.length());
+        KItMeshPolygon face(mesh.dagPath());
+        for (; !face.isDone(); face.next())
+            for (int k = 0; k < 3; ++k)
+                EXPECT_EQ(kept[static_cast<unsigned>(face.normalIndex(k))].x, face.vertexIndex(k));
+
+        normals[1].y = 1e39; // more than single precision holds
+        EXPECT_EQ(mesh.setVertexNormals(normals, all, KSpace::kObject), KStatus::kInvalidParameter);
+        EXPECT_EQ(mesh.setVertexNormals(normals, all, KSpace::kWorld), KStatus::kInvalidParameter);
+        all[2] = static_cast<int>(points.length());
+        EXPECT_EQ(mesh.setVertexNormals(normals, all, KSpace::kObject), KStatus::kIndexOutOfRange);
+        all.setLength(3);
+        EXPECT_EQ(mesh.setVertexNormals(normals, all, KSpace::kObject), KStatus::kInvalidParameter);
+        KFloatVectorArray same;
+        mesh.getNormals(same);
+        EXPECT_EQ(same[1], kept[1]);
+
+        // One vertex alone: the others keep what they have.
+        ASSERT_EQ(mesh.setVertexNormals(KVectorArray(1, KVector(0, 0, 7)), KIntArray(1, 1), KSpace::kObject),
+                  KStatus::kSuccess);
+        mesh.getNormals(kept);
+        face.reset();
+        EXPECT_EQ(kept[static_cast<unsigned>(face.normalIndex(1))], KFloatVector(0, 0, 7));
+        EXPECT_EQ(kept[static_cast<unsigned>(face.normalIndex(2))], KFloatVector(2, 0.5f, -1));
+    }
+}
+
+TEST_F(Mesh, aChangedSurfaceEndsIteratorsOverIt)
+{
+    KFnMesh mesh(makeStrip(2, "m"));
+    KItMeshPolygon face(mesh.dagPath());
+    ASSERT_EQ(face.next(), KStatus::kSuccess);
+    ASSERT_EQ(mesh.updateSurface(), KStatus::kSuccess);
+    KStatus status;
+    face.vertexIndex(0, &status);
+    EXPECT_EQ(status, KStatus::kFailure);
+    EXPECT_EQ(face.reset(), KStatus::kSuccess);
+    run("delete m");
+    EXPECT_EQ(mesh.updateSurface(), KStatus::kInvalidParameter);
+}
+
 TEST_F(Mesh, singleFaceVertexNormalsLeaveTheOthers)
 {
     KFnMesh mesh(makeStrip(2, "m"));
@@ -169,6 +267,22 @@ TEST_F(Mesh, uvsAreIndexedPerFaceVertexAndMayBeMissing)
     EXPECT_EQ(mesh.assignUVs(counts, ids), KStatus::kIndexOutOfRange);
     counts[0] = 3;
     EXPECT_EQ(mesh.assignUVs(counts, ids), KStatus::kInvalidParameter);
+    counts[0] = 4; // every face, as many ids as corners
+    ids = KIntArray(8, 1);
+    EXPECT_EQ(mesh.assignUVs(counts, ids), KStatus::kSuccess);
+    ids[7] = -2;
+    EXPECT_EQ(mesh.assignUVs(counts, ids), KStatus::kIndexOutOfRange);
+    face.reset();
+    EXPECT_EQ(face.getUVIndex(3, id, &set), KStatus::kSuccess);
+    EXPECT_EQ(id, 1);
+    KFloatArray infinite(values, 4);
+    infinite[2] = INFINITY;
+    EXPECT_EQ(mesh.setUVs(u, infinite), KStatus::kInvalidParameter);
+    counts[0] = 0;
+    ids.setLength(4);
+    for (int i = 0; i < 4; ++i)
+        ids[static_cast<unsigned>(i)] = 3 - i;
+    ASSERT_EQ(mesh.assignUVs(counts, ids), KStatus::kSuccess);
     KFloatArray shorter(values, 2);
     ASSERT_EQ(mesh.setUVs(shorter, shorter), KStatus::kSuccess);
     face.reset();

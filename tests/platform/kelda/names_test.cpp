@@ -48,6 +48,30 @@ TEST_F(Names, aTrailingHashBecomesTheNextFreeNumber)
     EXPECT_EQ(run("createNode lambert -name \"paint#\""), "paint4");
 }
 
+TEST_F(Names, aNodeThatHasANumberKeepsItWhenATemplateNamesItAgain)
+{
+    KFnTransform a;
+    KFnTransform b;
+    a.create();
+    b.create();
+    EXPECT_EQ(rename(b.object(), ""), "transform2");
+    EXPECT_EQ(rename(a.object(), "transform#"), "transform1");
+    EXPECT_EQ(rename(a.object(), "x#"), "x1");
+    EXPECT_EQ(rename(a.object(), "x#"), "x1");
+}
+
+TEST_F(Names, movingRenamesOnlyWhereASiblingBearsTheName)
+{
+    run("createNode transform -n a; createNode transform -n b; createNode transform -n x -p a;"
+        "createNode transform -n x -p b");
+    const KObject x = object("|a|x");
+    ASSERT_EQ(KFnDagNode(object("|b")).addChild(x), KStatus::kSuccess);
+    EXPECT_EQ(KFnDagNode(x).fullPathName(), KString("|b|x1"));
+    KFnDagNode(x).setName("b");
+    ASSERT_EQ(KFnDagNode(object("|a")).addChild(x), KStatus::kSuccess);
+    EXPECT_EQ(KFnDagNode(x).fullPathName(), KString("|a|b")); // no sibling of the other b
+}
+
 TEST_F(Names, siblingsNeverShareANameButCousinsMay)
 {
     run("createNode transform -n a; createNode transform -n b;"

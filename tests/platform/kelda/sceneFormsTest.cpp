@@ -175,6 +175,30 @@ TEST_F(SceneForms, deepSceneRoundTrips)
     EXPECT_EQ(sceneText(), written);
 }
 
+TEST_F(SceneForms, deepSceneBuiltByCallsRoundTrips)
+{
+    KObject at;
+    KFnMesh mesh;
+    for (int i = 0; i < 10000; ++i) {
+        KFnTransform transform;
+        at = transform.create(at);
+        transform.setName("level");
+        if (i == 0) {
+            const int corners[3] = {0, 1, 2};
+            mesh.create(3, 1, KFloatPointArray(3), KIntArray(1, 3), KIntArray(corners, 3), at);
+        } else if (i % 100 == 0) {
+            ASSERT_EQ(transform.addChild(mesh.duplicate(true, true)), KStatus::kSuccess);
+        }
+    }
+    EXPECT_EQ(mesh.instanceCount(true), 100u);
+    const std::string written = sceneText();
+    for (const char* name : {"deep.kb", "deep.ka"}) {
+        ASSERT_EQ(KFileIO::saveAs(in(name)), KStatus::kSuccess);
+        ASSERT_EQ(KFileIO::open(in(name)), KStatus::kSuccess) << lastError();
+        EXPECT_EQ(sceneText(), written);
+    }
+}
+
 // Random scenes, spelt as text: whatever they hold must come back from both forms as the same bytes.
 namespace
 {
@@ -298,11 +322,30 @@ std::string randomScene(std::mt19937& random)
     const unsigned groups = random() % 4;
     for (unsigned g = 0; g < groups; ++g) {
         const std::string n = std::to_string(g);
-        text += "createNode lambert -name \"ink" + n + "\";\n";
+        static const char* const shaders[] = {"lambert", "phong", "blinn"};
+        text += std::string("createNode ") + shaders[random() % 3] + " -name \"ink" + n + "\";\n";
         if (random() % 2)
             text += "setAttr \".color\" 0.1 " + number(random) + " 0.7;\n";
+        text += "createNode file -name \"image" + n + "\";\n";
+        if (random() % 2)
+            text += "setAttr \".fileTextureName\" -type \"string\" \"a\\\\b\\n" + n + "\";\n";
+        text += "createNode uvChooser -name \"chooser" + n + "\";\n";
+        for (unsigned i = 0; i < random() % 3; ++i)
+            text += "setAttr \".uvSets[" + std::to_string(random() % 5) + "]\" -type \"string\" \"" +
+                    std::to_string(random() % 9) + "\";\n";
         text += (random() % 3 ? "createNode shadingEngine -name \"sg" : "createNode objectSet -name \"sg") +
                 n + "\";\n";
+    }
+    for (unsigned g = 0; g < groups; ++g) {
+        const std::string n = std::to_string(g);
+        if (random() % 2)
+            text += "connectAttr \"image" + n + ".outColor\" \"ink" + n + ".color\";\n";
+        if (random() % 2)
+            text += "connectAttr \"chooser" + n + ".outUV\" \"image" + n + ".uvCoord\";\n";
+        for (size_t i = 0; i < made.size(); ++i)
+            if (made[i].faces > 0 && random() % 4 == 0)
+                text += "connectAttr \"#" + std::to_string(i) + ".uvSets[0].uvSetName\" \"chooser" + n +
+                        ".uvSets[" + std::to_string(10 + i) + "]\";\n";
     }
     for (unsigned g = 0; g < groups; ++g) {
         for (size_t i = 0; i < made.size(); ++i) {
@@ -417,6 +460,23 @@ TEST_F(SceneForms, cyclesAndMultitudesAreRefused)
     ASSERT_EQ(errors.size(), 1u);
     EXPECT_NE(errors[0].find("more than 4000000 paths"), std::string::npos) << errors[0];
     EXPECT_EQ(sceneText(), emptySceneText());
+}
+
+TEST_F(SceneForms, elementsAreGivenWithTheirIndex)
+{
+    const std::string start = kHeader + "createNode uvChooser -name \"c\";\n";
+    for (const char* wrong : {"uvSets", "uvSets[", "uvSets[]", "uvSets[-1]", "uvSets[1", "uvSets[1]x",
+                              "uvSets[4294967296]", "outUV[0]", "none[0]"}) {
+        errors.clear();
+        EXPECT_EQ(openText(start + "setAttr \"." + wrong + "\" -type \"string\" \"a\";\n"), KStatus::kFailure)
+            << wrong;
+        EXPECT_EQ(errors.size(), 1u) << wrong;
+        EXPECT_EQ(lastError().find(in("scene.ka") + ":3:9: setAttr: "), 0u) << lastError();
+    }
+    ASSERT_EQ(openText(start + "setAttr \".uvSets[2147483647]\" -type \"string\" \"a\";\n"),
+              KStatus::kSuccess)
+        << lastError();
+    EXPECT_NE(sceneText().find("uvSets[2147483647]"), std::string::npos);
 }
 
 TEST_F(SceneForms, newerVersionIsReadWithoutWhatIsNotKnown)

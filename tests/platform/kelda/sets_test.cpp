@@ -1,5 +1,7 @@
 #include "kelda_test.h"
 
+#include "kelda/KItMeshPolygon.h"
+
 class Sets : public KeldaTest
 {
 protected:
@@ -63,6 +65,29 @@ TEST_F(Sets, aNewInstanceJoinsTheSetsOfTheFirst)
     EXPECT_EQ(KFnDagNode(mesh).instanceCount(true), 3u);
     for (unsigned i = 0; i < 3; ++i)
         EXPECT_EQ(setsOf(mesh, i), "one:* ");
+}
+
+TEST_F(Sets, anInstanceJoinsTheSetsOfTheOneThatItWasMadeFrom)
+{
+    run("createNode transform -n a; createNode transform -n b; createNode transform -n c");
+    const KObject mesh = makeStrip(8, "m", object("|a"));
+    run("parent -add m b; sets -renderable true -name one \"a|m\";"
+        "sets -renderable true -name two -empty; sets -renderable true -name three -empty;"
+        "sets -e -fe two \"b|m.f[0:2]\"; sets -e -fe three \"b|m.f[3:7]\"");
+    const KObject made = KFnDagNode(path("|b|m")).duplicate(true, true);
+    EXPECT_EQ(setsOf(mesh, 2), "two:meshFaces three:meshFaces ");
+    ASSERT_EQ(KFnDagNode(object("|c")).addChild(made, KFnDagNode::kNextPos, false), KStatus::kSuccess);
+    EXPECT_EQ(setsOf(mesh, 2), "two:meshFaces three:meshFaces ");
+    EXPECT_EQ(setsOf(mesh, 0), "one:* ");
+    KObjectArray sets, members;
+    KFnDagNode(mesh).getConnectedSetsAndMembers(2, sets, members, true);
+    KItMeshPolygon faces(path("|c|transform1|m"), members[1]);
+    EXPECT_EQ(faces.count(), 5u);
+    EXPECT_EQ(faces.index(), 3);
+    run("parent -add \"b|m\" c"); // by a path: that instance
+    EXPECT_EQ(setsOf(mesh, 3), "two:meshFaces three:meshFaces ");
+    KFnDagNode(mesh).duplicate(true, true); // by the node: the first
+    EXPECT_EQ(setsOf(mesh, 4), "one:* ");
 }
 
 TEST_F(Sets, membershipFollowsItsInstanceWhenOthersGo)

@@ -35,8 +35,13 @@ public:
     /// is what it was.
     ///
     /// From other formats come: transforms; polygon meshes with normals and UV sets ("map1", "uvSet1", ...),
-    /// one shape for each mesh however many nodes use it; a lambert and a shading group for each material.
-    /// Numbers are taken as centimetres. Points and lines are left out.
+    /// one shape for each mesh however many nodes use it; for each material a shading group and a shader
+    /// (phong with a highlight, otherwise lambert), with a file texture, its placement and, where it is not
+    /// the first, its UV set for the colour. Numbers are taken as centimetres. Points and lines are left out.
+    ///
+    /// Names of textures that stand beside the imported file become full paths, unless they stand beside the
+    /// scene's file as well. Images embedded in a file are unpacked into a folder of the SDK's own, which
+    /// goes when the scene is cleared.
     ///
     /// A namespace (null or empty: none) is refused with kInvalidParameter: names here have none.
     static KStatus import(const KString& file, const char* type = nullptr, bool preserveReferences = false,
@@ -50,7 +55,7 @@ public:
     static void importableSuffixes(KStringArray& suffixes);
 
     /// Saves the scene. `type`: "keldaAscii", "keldaBinary", or null: by the suffix, "ka" or "kb" in any
-    /// letter case. An existing file is replaced when the new one is complete and on the disk, or else stays
-    /// as it is; `force` changes nothing about that.
+    /// letter case. An existing file is replaced, with and without `force`, when the new one is complete and
+    /// on the disk; or else it stays as it is.
     static KStatus saveAs(const KString& file, const char* type = nullptr, bool force = false);
 };

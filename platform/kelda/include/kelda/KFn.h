@@ -27,6 +27,7 @@ struct KFn {
         kReflect = 364,
         kPhong = 366,
         kBlinn = 365,
+        kTexture = 450,
         kPlace2dTexture = 451,
         kPlace3dTexture = 452,
         kSet = 460,

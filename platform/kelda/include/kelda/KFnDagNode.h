@@ -55,6 +55,8 @@ public:
     /// instance: the same node is used once more instead of a copy: a shape's new transform then holds an
     /// instance of the shape, and a transform becomes an instance below the world (fails when it stands there
     /// already). instanceLeaf (without instance): transforms are copied, shapes are instanced.
+    /// A new instance, or copy, of a shape joins the sets, face by face, of the instance that this function
+    /// set's path names; attached to an object, of instance 0.
     KObject duplicate(bool instance = false, bool instanceLeaf = false, KStatus* status = nullptr) const;
 
     KMatrix transformationMatrix(KStatus* status = nullptr) const; ///< local; of a shape: identity

@@ -15,6 +15,7 @@ public:
     /// Makes a node of that type, below the world when it is a DAG node, and attaches to it. Empty name: the
     /// type's default name, numbered.
     KObject create(const KString& typeName, const KString& name = KString(), KStatus* status = nullptr);
+    KObject create(const KString& typeName, KStatus* status) { return create(typeName, KString(), status); }
 
     KString typeName(KStatus* status = nullptr) const;
     KString name(KStatus* status = nullptr) const; ///< without path

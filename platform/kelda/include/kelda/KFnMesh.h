@@ -76,4 +76,8 @@ public:
     KStatus createUVSet(const KString& name);
     KStatus renameUVSet(const KString& from, const KString& to);
     KStatus deleteUVSet(const KString& name);
+
+    /// Marks the surface as changed: iterators over the mesh end, and what was computed from its data is
+    /// computed anew when it is next asked for. Every other call that edits the mesh does so by itself.
+    KStatus updateSurface();
 };

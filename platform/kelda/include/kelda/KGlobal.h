@@ -12,8 +12,10 @@ class KELDA_API KGlobal
 public:
     /// Runs a script of the command language. Statements run in order; the first that fails ends the script
     /// (what ran before stays done) and gives kFailure. The error is shown with name, line and column
-    /// ("command:1:13: ..."). display: results are shown, too. undo: what the statements do can be undone,
-    /// where the command supports it; without undo nothing is queued.
+    /// ("command:1:13: ..."). display: results are shown, too. undo: what the statements do can be taken back
+    /// by "undo", until "flushUndo" or a new scene empties the queue; a command that cannot be taken back
+    /// (delete, parent, a change of a set's members) empties it as well. Without undo nothing is queued, and
+    /// edits through function sets never are.
     static KStatus executeCommand(const KString& command, bool display = false, bool undo = false);
     /// Also gives the result of the last statement.
     static KStatus executeCommand(const KString& command, KCommandResult& result, bool display = false,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelda/KApi.h"
+#include "kelda/KMatrix.h"
 #include "kelda/KObject.h"
 #include "kelda/KStatus.h"
 #include "kelda/KString.h"
@@ -29,7 +30,12 @@ public:
     KStatus getValue(short& value) const;
     KStatus getValue(float& value) const;
     KStatus getValue(double& value) const;
+    /// A text, or a number as text. A relative file name ("fileTextureName") of a file that stands beside the
+    /// scene's is answered as a full path; scene files keep what was set.
     KStatus getValue(KString& value) const;
+    /// Of matrix attributes: "matrix", "worldMatrix[n]" and "worldInverseMatrix[n]" of a DAG node's instance
+    /// n, and inputs, which have the matrix of what they are connected to (none: identity).
+    KStatus getValue(KMatrix& value) const;
     bool asBool(KStatus* status = nullptr) const;
     int asInt(KStatus* status = nullptr) const;
     float asFloat(KStatus* status = nullptr) const;
@@ -51,15 +57,22 @@ public:
     bool isArray() const;
     bool isElement() const { return _element >= 0; }
     bool isCompound() const;
-    unsigned numElements(KStatus* status = nullptr) const; ///< elements that exist, of an array
+    unsigned
+    numElements(KStatus* status = nullptr) const; ///< elements with a value or a connection, of an array
     unsigned numChildren(KStatus* status = nullptr) const; ///< components or children, of a compound
+    /// The element with that index, whether or not it exists.
     KPlug elementByLogicalIndex(unsigned index, KStatus* status = nullptr) const;
+    /// The index-th of those that exist.
+    KPlug elementByPhysicalIndex(unsigned index, KStatus* status = nullptr) const;
+    KPlug operator[](unsigned index) const { return elementByLogicalIndex(index); }
     unsigned logicalIndex() const { return _element < 0 ? 0 : static_cast<unsigned>(_element); }
     KPlug child(unsigned index, KStatus* status = nullptr) const;
     KPlug parent(KStatus* status = nullptr) const;
 
     /// For the library.
     KPlug(const KObject& node, int attr, int element) : _node(node), _attr(attr), _element(element) {}
+    int attrIndex() const { return _attr; }
+    int elementIndex() const { return _element; }
 
 private:
     KObject _node;

@@ -258,7 +258,8 @@ KObject KFnDagNode::duplicate(bool instance, bool instanceLeaf, KStatus* status)
     if (!node || give(status, enter("KFnDagNode::duplicate")).error())
         return KObject();
     NodeId made = kNoNode;
-    give(status, duplicateNode(Scene::current(), *node, instance, instanceLeaf, made));
+    const uint32_t number = _path.isValid() ? _path.instanceNumber() : 0;
+    give(status, duplicateNode(Scene::current(), *node, number, instance, instanceLeaf, made));
     return made == kNoNode ? KObject() : objectOf(made);
 }
 

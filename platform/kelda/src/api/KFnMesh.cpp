@@ -4,6 +4,7 @@
 #include "api/SceneCopy.h"
 #include "kelda/KItMeshPolygon.h"
 
+#include <algorithm>
 #include <cmath>
 #include <iterator>
 #include <unordered_map>
@@ -42,6 +43,15 @@ MeshData* dataOf(const KObject& object, KStatus* status)
         return nullptr;
     }
     return &static_cast<MeshNode*>(node)->mesh; // only meshes can be attached
+}
+
+/// 0, 1, 2, ...: what a mesh whose faces share nothing is made with.
+bool countsUp(const int* ids, size_t count)
+{
+    unsigned bad = 0;
+    for (size_t i = 0; i < count; ++i)
+        bad |= static_cast<unsigned>(ids[i]) ^ static_cast<unsigned>(i);
+    return bad == 0;
 }
 
 void edited(MeshData& mesh)
@@ -140,10 +150,11 @@ KObject KFnMesh::create(int numVertices, int numPolygons, const KFloatPointArray
                        static_cast<unsigned>(numPolygons) == counts.length();
     if (agree) {
         mesh.points.resize(size_t(vertices.length()) * 3);
-        for (unsigned i = 0; i < vertices.length(); ++i) {
-            mesh.points[i * size_t(3)] = vertices[i].x;
-            mesh.points[i * size_t(3) + 1] = vertices[i].y;
-            mesh.points[i * size_t(3) + 2] = vertices[i].z;
+        float* to = mesh.points.data();
+        for (const KFloatPoint *p = vertices.data(), *end = p + vertices.length(); p != end; ++p, to += 3) {
+            to[0] = p->x;
+            to[1] = p->y;
+            to[2] = p->z;
         }
         mesh.faceCounts.assign(counts.data(), counts.data() + counts.length());
         mesh.faceVertices.assign(connects.data(), connects.data() + connects.length());
@@ -359,6 +370,9 @@ KStatus KFnMesh::setVertexNormals(const KFloatVectorArray& normals)
     const MeshData* mesh = dataOf(_object, &status);
     if (!mesh)
         return status;
+    const KStatus entered = enter("KFnMesh::setVertexNormals");
+    if (entered.error())
+        return entered;
     if (normals.length() != mesh->pointCount())
         return KStatus::kInvalidParameter;
     return setNormals(normals,
@@ -413,11 +427,34 @@ KFloatVector narrow(const KVector& v)
 KStatus KFnMesh::setVertexNormals(const KVectorArray& given, const KIntArray& vertices, KSpace::Space space)
 {
     KStatus status;
-    const MeshData* mesh = dataOf(_object, &status);
+    MeshData* mesh = dataOf(_object, &status);
     if (!mesh)
         return status;
+    const KStatus entered = enter("KFnMesh::setVertexNormals");
+    if (entered.error())
+        return entered;
     if (given.length() != vertices.length() || space == KSpace::kWorld || space == KSpace::kInvalid)
         return KStatus::kInvalidParameter;
+    // Where every corner has a point of its own, and all of them are named in order, the list given is the
+    // list to be kept.
+    if (vertices.length() == mesh->pointCount() && vertices.length() == mesh->faceVertexCount() &&
+        countsUp(vertices.data(), vertices.length()) &&
+        countsUp(mesh->faceVertices.data(), mesh->faceVertexCount())) {
+        PodVector<float> fresh;
+        fresh.resize(size_t(given.length()) * 3);
+        float* to = fresh.data();
+        for (const KVector *n = given.data(), *end = n + given.length(); n != end; ++n, to += 3) {
+            to[0] = static_cast<float>(n->x);
+            to[1] = static_cast<float>(n->y);
+            to[2] = static_cast<float>(n->z);
+        }
+        if (!allFinite(fresh))
+            return KStatus::kInvalidParameter;
+        mesh->normals = std::move(fresh);
+        mesh->normalIds = mesh->faceVertices;
+        edited(*mesh);
+        return status;
+    }
     KFloatVectorArray normals;
     KIntArray ids;
     explicitNormals(*mesh, normals, ids);
@@ -526,11 +563,8 @@ KStatus KFnMesh::setUVs(const KFloatArray& u, const KFloatArray& v, const KStrin
     const KStatus entered = enter("KFnMesh::setUVs");
     if (entered.error())
         return entered;
-    if (u.length() != v.length())
+    if (u.length() != v.length() || !allFinite(u.data(), u.length()) || !allFinite(v.data(), v.length()))
         return KStatus::kInvalidParameter;
-    for (unsigned i = 0; i < u.length(); ++i)
-        if (!std::isfinite(u[i]) || !std::isfinite(v[i]))
-            return KStatus::kInvalidParameter;
     UVSet* set = findUVSet(*mesh, uvSet);
     if (!set && uvSet)
         return KStatus::kNotFound;
@@ -563,21 +597,26 @@ KStatus KFnMesh::assignUVs(const KIntArray& counts, const KIntArray& ids, const 
     if (counts.length() != mesh->faceCount())
         return KStatus::kInvalidParameter;
     PodVector<int32_t> fresh;
-    fresh.reserve(mesh->faceVertexCount());
-    unsigned at = 0;
-    for (unsigned f = 0; f < counts.length(); ++f) {
-        const int corners = mesh->faceCounts[f];
-        if ((counts[f] != 0 && counts[f] != corners) || static_cast<unsigned>(counts[f]) > ids.length() - at)
+    if (ids.length() == mesh->faceVertexCount() &&
+        std::equal(counts.data(), counts.data() + counts.length(), mesh->faceCounts.begin())) {
+        fresh.assign(ids.data(), ids.data() + ids.length());
+    } else {
+        fresh.reserve(mesh->faceVertexCount());
+        unsigned at = 0;
+        for (unsigned f = 0; f < counts.length(); ++f) {
+            const int corners = mesh->faceCounts[f];
+            if ((counts[f] != 0 && counts[f] != corners) ||
+                static_cast<unsigned>(counts[f]) > ids.length() - at)
+                return KStatus::kInvalidParameter;
+            for (int k = 0; k < corners; ++k)
+                fresh.push_back(counts[f] == 0 ? -1 : ids[at + static_cast<unsigned>(k)]);
+            at += static_cast<unsigned>(counts[f]);
+        }
+        if (at != ids.length())
             return KStatus::kInvalidParameter;
-        for (int k = 0; k < corners; ++k)
-            fresh.push_back(counts[f] == 0 ? -1 : ids[at + static_cast<unsigned>(k)]);
-        at += static_cast<unsigned>(counts[f]);
     }
-    if (at != ids.length())
-        return KStatus::kInvalidParameter;
-    for (int32_t id : fresh)
-        if (id < -1 || (id >= 0 && static_cast<size_t>(id) >= set->u.size()))
-            return KStatus::kIndexOutOfRange;
+    if (!idsInRange(fresh, -1, set->u.size()))
+        return KStatus::kIndexOutOfRange;
     set->ids = std::move(fresh);
     edited(*mesh);
     return status;
@@ -650,4 +689,18 @@ KStatus KFnMesh::deleteUVSet(const KString& name)
     mesh->uvSets.erase(mesh->uvSets.begin() + (set - mesh->uvSets.data()));
     edited(*mesh);
     return status;
+}
+
+// -- The surface ----------------------------------------------------------------------------------
+
+KStatus KFnMesh::updateSurface()
+{
+    KStatus status;
+    MeshData* mesh = dataOf(_object, &status);
+    if (!mesh)
+        return status;
+    const KStatus entered = enter("KFnMesh::updateSurface");
+    if (!entered.error())
+        edited(*mesh);
+    return entered;
 }

@@ -301,7 +301,10 @@ KStatus putPivot(const KObject& object, double (TransformData::*pivot)[3], doubl
         moved = moved * (c.rotationOrientationEuler().asMatrix() * c.eulerRotation().asMatrix()).transpose();
     }
     const double(&at)[3] = data->*offset;
-    return put(object, offset, at[0] + moved.x, at[1] + moved.y, at[2] + moved.z);
+    status = put(object, offset, at[0] + moved.x, at[1] + moved.y, at[2] + moved.z);
+    if (status.error())
+        *data = before;
+    return status;
 }
 
 } // namespace

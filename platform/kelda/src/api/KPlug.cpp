@@ -1,6 +1,7 @@
 #include "kelda/KPlug.h"
 
 #include "api/Api.h"
+#include "api/SceneCopy.h"
 #include "kelda/KPlugArray.h"
 
 #include <charconv>
@@ -143,9 +144,36 @@ KStatus KPlug::getValue(KString& value) const
     const PlugKey plug{_node.nodeId(), _attr, _element};
     if (Scene::current().number(plug, number))
         text = numberText(number);
-    else if (!Scene::current().text(plug, text))
+    else if (!Scene::current().answer(plug, text))
         return KStatus::kInvalidParameter;
     value = KString(std::move(text));
+    return KStatus::kSuccess;
+}
+
+KStatus KPlug::getValue(KMatrix& value) const
+{
+    const KStatus entered = enter("KPlug::getValue");
+    if (entered.error())
+        return entered;
+    if (isNull() || attrOf(*nodeOf(_node), _attr).kind != AttrKind::Matrix)
+        return KStatus::kInvalidParameter;
+    // An input has the matrix that it is connected to.
+    Scene& scene = Scene::current();
+    PlugKey plug{_node.nodeId(), _attr, _element};
+    if (!attrOf(*nodeOf(_node), _attr).readOnly() && !scene.sourceOf(plug, plug)) {
+        value = KMatrix();
+        return KStatus::kSuccess;
+    }
+    const DagNode* node = scene.dag(plug.node);
+    const std::string& name = scene.node(plug.node)->type->attr(plug.attr).name;
+    std::vector<NodeId> ids;
+    if (!node || (name != "matrix" && !scene.pathOfInstance(*node, static_cast<uint32_t>(plug.element), ids)))
+        return KStatus::kInvalidParameter;
+    if (name == "matrix")
+        ids.push_back(node->id);
+    value = worldMatrix(scene, ids.data(), ids.size());
+    if (name == "worldInverseMatrix")
+        value = value.inverse();
     return KStatus::kSuccess;
 }
 
@@ -250,6 +278,16 @@ bool KPlug::connectedTo(KPlugArray& plugs, bool asDestination, bool asSource, KS
 
 // -- Structure ------------------------------------------------------------------------------------
 
+namespace
+{
+
+bool isInstanceMatrix(const Node& node, int attr)
+{
+    return node.isDag && attrOf(node, attr).kind == AttrKind::Matrix && attrOf(node, attr).isArray();
+}
+
+} // namespace
+
 bool KPlug::isArray() const
 {
     return !isNull() && _element < 0 && attrOf(*nodeOf(_node), _attr).isArray();
@@ -271,13 +309,10 @@ unsigned KPlug::numElements(KStatus* status) const
     }
     give(status, KStatus(KStatus::kSuccess));
     const Node& node = *nodeOf(_node);
-    const Attr& attr = attrOf(node, _attr);
-    if (attr.access && attr.access->count)
-        return static_cast<unsigned>(attr.access->count(node));
     // One element for each instance: these are the matrices of the DAG.
-    return attr.kind == AttrKind::Matrix && node.isDag
-               ? Scene::current().pathCount(static_cast<const DagNode&>(node))
-               : 0;
+    if (isInstanceMatrix(node, _attr))
+        return Scene::current().pathCount(static_cast<const DagNode&>(node));
+    return static_cast<unsigned>(Scene::current().elements(node, _attr).size());
 }
 
 namespace
@@ -313,6 +348,21 @@ KPlug KPlug::elementByLogicalIndex(unsigned index, KStatus* status) const
     }
     give(status, KStatus(KStatus::kSuccess));
     return KPlug(_node, _attr, static_cast<int>(index));
+}
+
+KPlug KPlug::elementByPhysicalIndex(unsigned index, KStatus* status) const
+{
+    KStatus known;
+    const unsigned count = numElements(&known);
+    if (known.error() || index >= count) {
+        give(status, known.error() ? known : KStatus(KStatus::kIndexOutOfRange));
+        return KPlug();
+    }
+    give(status, KStatus(KStatus::kSuccess));
+    const Node& node = *nodeOf(_node);
+    return KPlug(_node, _attr,
+                 isInstanceMatrix(node, _attr) ? static_cast<int>(index)
+                                               : Scene::current().elements(node, _attr)[index]);
 }
 
 KPlug KPlug::child(unsigned index, KStatus* status) const

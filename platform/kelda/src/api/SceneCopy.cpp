@@ -70,9 +70,9 @@ KMatrix worldMatrix(const Scene& scene, const NodeId* ids, size_t count)
 namespace
 {
 
-/// A new node of the same type and content below a parent, without children, in the sets of the original's
-/// instance 0.
-DagNode& copyNode(Scene& scene, const DagNode& from, NodeId parent)
+/// A new node of the same type and content below a parent, without children, in the sets of that instance of
+/// the original.
+DagNode& copyNode(Scene& scene, const DagNode& from, uint32_t number, NodeId parent)
 {
     const std::string name = scene.name(from);
     DagNode& to = *static_cast<DagNode*>(scene.create(*from.type, name, parent));
@@ -85,23 +85,24 @@ DagNode& copyNode(Scene& scene, const DagNode& from, NodeId parent)
         static_cast<TransformNode&>(to).transform = static_cast<const TransformNode&>(from).transform;
     if (from.isA(KFn::kMesh))
         static_cast<MeshNode&>(to).mesh = static_cast<const MeshNode&>(from).mesh;
-    for (const Membership& m : scene.setsOf(from, 0))
+    for (const Membership& m : scene.setsOf(from, number))
         scene.addMember(static_cast<SetNode&>(*scene.node(m.set)), to, 0, m.faces);
     return to;
 }
 
 } // namespace
 
-Outcome duplicateNode(Scene& scene, DagNode& node, bool instance, bool instanceLeaf, NodeId& made)
+Outcome duplicateNode(Scene& scene, DagNode& node, uint32_t number, bool instance, bool instanceLeaf,
+                      NodeId& made)
 {
     if (node.id == kWorld)
         return Outcome(KStatus::kInvalidParameter, "the world cannot be duplicated");
     if (node.isA(KFn::kShape)) {
         const NodeId transform = scene.create(*findNodeType("transform"), std::string())->id;
         if (instance || instanceLeaf)
-            scene.addParent(node, *scene.dag(transform));
+            scene.addParent(node, *scene.dag(transform), Scene::kLast, number);
         else
-            copyNode(scene, node, transform);
+            copyNode(scene, node, number, transform);
         made = transform;
         return Outcome();
     }
@@ -115,7 +116,7 @@ Outcome duplicateNode(Scene& scene, DagNode& node, bool instance, bool instanceL
     // copy.
     std::unordered_map<NodeId, NodeId> copies;
     std::vector<NodeId> todo{node.id};
-    made = copies[node.id] = copyNode(scene, node, kWorld).id;
+    made = copies[node.id] = copyNode(scene, node, number, kWorld).id;
     while (!todo.empty()) {
         const NodeId from = todo.back();
         todo.pop_back();
@@ -132,7 +133,7 @@ Outcome duplicateNode(Scene& scene, DagNode& node, bool instance, bool instanceL
                 scene.addParent(*scene.dag(known->second), to);
                 continue;
             }
-            copies[child] = copyNode(scene, original, to.id).id;
+            copies[child] = copyNode(scene, original, 0, to.id).id;
             todo.push_back(child);
         }
     }

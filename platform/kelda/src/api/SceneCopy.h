@@ -12,7 +12,9 @@ KMatrix localMatrix(const TransformData& data);
 /// The product of the local matrices along a path, from its end up to the world.
 KMatrix worldMatrix(const Scene& scene, const NodeId* ids, size_t count);
 
-/// See KFnDagNode::duplicate. `made`: the new (or newly instanced) transform; untouched on failure.
-Outcome duplicateNode(Scene& scene, DagNode& node, bool instance, bool instanceLeaf, NodeId& made);
+/// See KFnDagNode::duplicate; of the node's instance `number`. `made`: the new (or newly instanced)
+/// transform; untouched on failure.
+Outcome duplicateNode(Scene& scene, DagNode& node, uint32_t number, bool instance, bool instanceLeaf,
+                      NodeId& made);
 
 } // namespace kelda

@@ -1,6 +1,6 @@
 #include "command/Interpreter.h"
 
-#include <unordered_set>
+#include <algorithm>
 
 namespace kelda
 {
@@ -34,6 +34,16 @@ DagNode* dagArg(Interpreter& in, const Argument& arg)
         return nullptr;
     }
     return static_cast<DagNode*>(node);
+}
+
+/// The number of the instance that a path names; 0 for a plain name.
+uint32_t instanceArg(Interpreter& in, const Argument& arg)
+{
+    uint32_t number = 0;
+    std::vector<NodeId> path;
+    if (arg.text.find('|') != std::string_view::npos && in.scene().findPath(arg.text, path))
+        in.scene().instanceOfPath(path.data(), path.size(), number);
+    return number;
 }
 
 // -- Nodes ----------------------------------------------------------------------------------------
@@ -90,7 +100,10 @@ bool runDelete(Interpreter& in)
         nodes.push_back(node->id);
     }
     const Outcome removed = scene.remove(nodes);
-    return removed || in.fail(in.arg(0), removed);
+    if (!removed)
+        return in.fail(in.arg(0), removed);
+    in.cannotUndo();
+    return true;
 }
 
 bool runDeleteAllHistory(Interpreter&)
@@ -146,11 +159,12 @@ bool runParent(Interpreter& in)
         DagNode* child = dagArg(in, in.arg(i));
         if (!child)
             return false;
-        const Outcome done = add      ? scene.addParent(*child, *to, position)
+        const Outcome done = add      ? scene.addParent(*child, *to, position, instanceArg(in, in.arg(i)))
                              : remove ? scene.removeParent(*child, *to)
                                       : scene.moveBelow(*child, *to, position);
         if (!done)
             return in.fail(in.arg(i), done);
+        in.cannotUndo();
     }
     return true;
 }
@@ -193,11 +207,17 @@ bool runSetAttr(Interpreter& in)
         if (given != 1 || !isName(in.arg(1)))
             return in.fail(in.arg(0), "\"" + attr.name + "\" takes one text");
         std::string before;
+        const std::vector<int32_t> elements =
+            attr.isTextArray() ? scene.elements(*scene.node(plug.node), plug.attr) : std::vector<int32_t>();
+        const bool isNew =
+            attr.isTextArray() && !std::binary_search(elements.begin(), elements.end(), plug.element);
         scene.text(plug, before);
         const Outcome set = scene.setText(plug, in.arg(1).text);
         if (set && in.undo())
-            UndoQueue::current().push([plug, before](Scene& s) {
-                if (s.node(plug.node))
+            UndoQueue::current().push([plug, before, isNew](Scene& s) {
+                if (s.node(plug.node) && isNew)
+                    s.removeElement(plug);
+                else if (s.node(plug.node))
                     s.setText(plug, before);
             });
         return set || in.fail(in.arg(1), set);
@@ -253,7 +273,7 @@ bool runGetAttr(Interpreter& in)
             in.result().set(static_cast<int>(value));
         else
             in.result().set(value);
-    } else if (scene.text(plug, text)) {
+    } else if (scene.answer(plug, text)) {
         in.result().set(KString(text));
     } else {
         return in.fail(in.arg(0), "\"" + attr.name + "\" does not hold one value");
@@ -266,8 +286,19 @@ bool runConnectAttr(Interpreter& in)
     PlugKey from, to;
     if (!plugArg(in, in.arg(0), from) || !plugArg(in, in.arg(1), to))
         return false;
+    PlugKey before;
+    const bool wasTaken = in.scene().sourceOf(to, before);
     const Outcome connected = in.scene().connect(from, to, in.has("force"));
-    return connected || in.fail(in.arg(1), connected);
+    if (!connected)
+        return in.fail(in.arg(1), connected);
+    if (in.undo())
+        UndoQueue::current().push([from, to, before, wasTaken](Scene& s) {
+            if (s.node(from.node) && s.node(to.node))
+                s.disconnect(from, to);
+            if (wasTaken && s.node(before.node) && s.node(to.node))
+                s.connect(before, to, true);
+        });
+    return true;
 }
 
 bool runDisconnectAttr(Interpreter& in)
@@ -276,7 +307,14 @@ bool runDisconnectAttr(Interpreter& in)
     if (!plugArg(in, in.arg(0), from) || !plugArg(in, in.arg(1), to))
         return false;
     const Outcome cut = in.scene().disconnect(from, to);
-    return cut || in.fail(in.arg(0), cut);
+    if (!cut)
+        return in.fail(in.arg(0), cut);
+    if (in.undo())
+        UndoQueue::current().push([from, to](Scene& s) {
+            if (s.node(from.node) && s.node(to.node))
+                s.connect(from, to, true);
+        });
+    return true;
 }
 
 // -- Sets -----------------------------------------------------------------------------------------
@@ -364,6 +402,7 @@ bool runSets(Interpreter& in)
             return false;
         if (!node->isA(KFn::kSet))
             return in.fail(*target, "\"" + std::string(target->text) + "\" is not a set");
+        in.cannotUndo();
         SetNode& set = static_cast<SetNode&>(*node);
         if (!remove)
             return addMembers(in, set, force);

@@ -74,6 +74,12 @@ const Argument* Interpreter::value(const char* flag) const
     return nullptr;
 }
 
+void Interpreter::cannotUndo()
+{
+    if (_undo)
+        UndoQueue::current().clear();
+}
+
 bool Interpreter::fail(const Argument& at, const std::string& text)
 {
     return _error->fail(at.offset, std::string(_command->name) + ": " + text);

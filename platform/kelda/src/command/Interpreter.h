@@ -49,6 +49,8 @@ public:
 
     Scene& scene() { return _scene; }
     bool undo() const { return _undo; }
+    /// The command changes what no step can take back: with undo on, the steps before it go.
+    void cannotUndo();
     const std::vector<Argument>& args() const { return _args; }
     const Argument& arg(size_t i) const { return _args[i]; }
     bool has(const char* flag) const { return value(flag) != nullptr; }
@@ -77,7 +79,8 @@ private:
     ScriptError* _error = nullptr;
 };
 
-/// What undo() takes back. Steps hold names and values of their own; clearing the scene empties the queue.
+/// What undo() takes back: the commands that were run with undo on. What is edited through function sets is
+/// not in it. Steps hold names and values of their own; clearing the scene empties the queue.
 class UndoQueue
 {
 public:

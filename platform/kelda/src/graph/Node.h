@@ -3,6 +3,7 @@
 #include "base/PodVector.h"
 #include "graph/NodeTypes.h"
 
+#include <map>
 #include <memory>
 
 namespace kelda
@@ -123,6 +124,24 @@ struct MeshData {
 /// or what is wrong (a static text, no full stop).
 const char* checkMesh(const MeshData& mesh);
 
+/// One pass that the compiler makes a vector loop of.
+inline bool allFinite(const float* values, size_t count)
+{
+    uint32_t bad = 0;
+    for (size_t i = 0; i < count; ++i) {
+        uint32_t bits;
+        __builtin_memcpy(&bits, values + i, sizeof bits);
+        bad |= static_cast<uint32_t>((bits & 0x7f800000u) == 0x7f800000u);
+    }
+    return bad == 0;
+}
+inline bool allFinite(const PodVector<float>& values)
+{
+    return allFinite(values.data(), values.size());
+}
+/// All ids in lowest..count - 1.
+bool idsInRange(const PodVector<int32_t>& ids, int32_t lowest, size_t count);
+
 const PodVector<int32_t>& faceStartsOf(const MeshData& mesh);
 const PodVector<float>& flatNormalsOf(const MeshData& mesh);
 
@@ -132,6 +151,7 @@ const PodVector<float>& flatNormalsOf(const MeshData& mesh);
 struct GenericValues {
     std::vector<double> numbers;
     std::vector<std::string> texts;
+    std::vector<std::map<int32_t, std::string>> arrays; ///< of text attributes: element to value, where set
 };
 
 struct Node {

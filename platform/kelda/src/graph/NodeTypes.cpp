@@ -108,6 +108,7 @@ using K = AttrKind;
 constexpr uint8_t kOutput = kAttrReadOnly;
 constexpr const char* kXYZ = "X Y Z";
 constexpr const char* kRGB = "R G B";
+constexpr const char* kUV = "U V";
 
 // clang-format off
 const AttrRow nodeAttrs[] = {
@@ -188,6 +189,63 @@ const AttrRow lambertAttrs[] = {
     {"outColor",             K::Float,    0,      kRGB,         kOutput,                   nullptr,                   nullptr},
     {"outTransparency",      K::Float,    0,      kRGB,         kOutput,                   nullptr,                   nullptr},
 };
+const AttrRow reflectAttrs[] = {
+    {"specularColor",        K::Float,    0.5,    kRGB,         0,                         nullptr,                   nullptr},
+    {"reflectivity",         K::Float,    0.5,    nullptr,      0,                         nullptr,                   nullptr},
+    {"reflectedColor",       K::Float,    0,      kRGB,         0,                         nullptr,                   nullptr},
+};
+const AttrRow phongAttrs[] = {
+    {"cosinePower",          K::Float,    20,     nullptr,      0,                         nullptr,                   nullptr},
+};
+const AttrRow blinnAttrs[] = {
+    {"eccentricity",         K::Float,    0.3,    nullptr,      0,                         nullptr,                   nullptr},
+    {"specularRollOff",      K::Float,    0.7,    nullptr,      0,                         nullptr,                   nullptr},
+};
+const AttrRow textureAttrs[] = {
+    {"uvCoord",              K::Float,    0,      "=uCoord vCoord", 0,                     nullptr,                   nullptr},
+    {"colorGain",            K::Float,    1,      kRGB,         0,                         nullptr,                   nullptr},
+    {"colorOffset",          K::Float,    0,      kRGB,         0,                         nullptr,                   nullptr},
+    {"alphaGain",            K::Float,    1,      nullptr,      0,                         nullptr,                   nullptr},
+    {"alphaOffset",          K::Float,    0,      nullptr,      0,                         nullptr,                   nullptr},
+    {"defaultColor",         K::Float,    0.5,    kRGB,         0,                         nullptr,                   nullptr},
+    {"invert",               K::Bool,     0,      nullptr,      0,                         nullptr,                   nullptr},
+    {"outColor",             K::Float,    0,      kRGB,         kOutput,                   nullptr,                   nullptr},
+    {"outAlpha",             K::Float,    0,      nullptr,      kOutput,                   nullptr,                   nullptr},
+};
+const AttrRow fileAttrs[] = {
+    {"fileTextureName",      K::Text,     0,      nullptr,      kAttrFileName,             nullptr,                   nullptr},
+    {"repeatUV",             K::Float,    1,      "=repeatU repeatV", 0,                   nullptr,                   nullptr},
+    {"offset",               K::Float,    0,      kUV,          0,                         nullptr,                   nullptr},
+    {"rotateUV",             K::Angle,    0,      nullptr,      0,                         nullptr,                   nullptr},
+    {"wrapU",                K::Bool,     1,      nullptr,      0,                         nullptr,                   nullptr},
+    {"wrapV",                K::Bool,     1,      nullptr,      0,                         nullptr,                   nullptr},
+    {"outTransparency",      K::Float,    0,      kRGB,         kOutput,                   nullptr,                   nullptr},
+};
+const AttrRow projectionAttrs[] = {
+    {"projType",             K::Enum,     1,      nullptr,      0,                         nullptr,                   nullptr}, // off, planar, spherical, cylindrical, ball, cubic, triplanar, concentric, perspective
+    {"image",                K::Float,    0,      kRGB,         0,                         nullptr,                   nullptr},
+    {"placementMatrix",      K::Matrix,   0,      nullptr,      0,                         nullptr,                   nullptr},
+    {"uAngle",               K::Angle,    3.141592653589793, nullptr, 0,                   nullptr,                   nullptr},
+    {"vAngle",               K::Angle,    1.5707963267948966, nullptr, 0,                  nullptr,                   nullptr},
+};
+const AttrRow place2dTextureAttrs[] = {
+    {"uvCoord",              K::Float,    0,      "=uCoord vCoord", 0,                     nullptr,                   nullptr},
+    {"coverage",             K::Float,    1,      kUV,          0,                         nullptr,                   nullptr},
+    {"translateFrame",       K::Float,    0,      kUV,          0,                         nullptr,                   nullptr},
+    {"rotateFrame",          K::Angle,    0,      nullptr,      0,                         nullptr,                   nullptr},
+    {"repeatUV",             K::Float,    1,      "=repeatU repeatV", 0,                   nullptr,                   nullptr},
+    {"offset",               K::Float,    0,      kUV,          0,                         nullptr,                   nullptr},
+    {"rotateUV",             K::Angle,    0,      nullptr,      0,                         nullptr,                   nullptr},
+    {"mirrorU",              K::Bool,     0,      nullptr,      0,                         nullptr,                   nullptr},
+    {"mirrorV",              K::Bool,     0,      nullptr,      0,                         nullptr,                   nullptr},
+    {"wrapU",                K::Bool,     1,      nullptr,      0,                         nullptr,                   nullptr},
+    {"wrapV",                K::Bool,     1,      nullptr,      0,                         nullptr,                   nullptr},
+    {"outUV",                K::Float,    0,      "=outU outV", kOutput,                   nullptr,                   nullptr},
+};
+const AttrRow uvChooserAttrs[] = {
+    {"uvSets",               K::Text,     0,      nullptr,      kAttrArray,                nullptr,                   nullptr}, // names; mostly connected to a mesh's uvSets[n].uvSetName
+    {"outUV",                K::Float,    0,      "=outU outV", kOutput,                   nullptr,                   nullptr},
+};
 // clang-format on
 
 template <size_t n>
@@ -219,6 +277,15 @@ const NodeTypeRow typeRows[] = {
     { 15, "objectSet",         "set",               "node",      KFn::kSet,             makeNode<SetNode>,        KELDA_ATTRS(objectSetAttrs)},
     { 16, "shadingEngine",     "shadingEngine",     "objectSet", KFn::kShadingEngine,   makeNode<SetNode>,        KELDA_ATTRS(shadingEngineAttrs)},
     { 17, "lambert",           "lambert",           "node",      KFn::kLambert,         makeNode<Node>,           KELDA_ATTRS(lambertAttrs)},
+    { 18, "reflect",           nullptr,             "lambert",   KFn::kReflect,         nullptr,                  KELDA_ATTRS(reflectAttrs)},
+    { 19, "phong",             "phong",             "reflect",   KFn::kPhong,           makeNode<Node>,           KELDA_ATTRS(phongAttrs)},
+    { 20, "blinn",             "blinn",             "reflect",   KFn::kBlinn,           makeNode<Node>,           KELDA_ATTRS(blinnAttrs)},
+    { 21, "texture",           nullptr,             "node",      KFn::kTexture,         nullptr,                  KELDA_ATTRS(textureAttrs)},
+    { 22, "file",              "file",              "texture",   KFn::kFileTexture,     makeNode<Node>,           KELDA_ATTRS(fileAttrs)},
+    { 23, "projection",        "projection",        "texture",   KFn::kProjection,      makeNode<Node>,           KELDA_ATTRS(projectionAttrs)},
+    { 24, "place2dTexture",    "place2dTexture",    "node",      KFn::kPlace2dTexture,  makeNode<Node>,           KELDA_ATTRS(place2dTextureAttrs)},
+    { 25, "place3dTexture",    "place3dTexture",    "transform", KFn::kPlace3dTexture,  makeNode<TransformNode>,  nullptr, 0},
+    { 26, "uvChooser",         "uvChooser",         "node",      KFn::kUvChooser,       makeNode<Node>,           KELDA_ATTRS(uvChooserAttrs)},
 };
 // clang-format on
 #undef KELDA_ATTRS
@@ -234,6 +301,7 @@ NodeType::NodeType(const NodeTypeRow& row, const NodeType* base) : _row(row), _b
         _byName = base->_byName;
         _numberSlots = base->_numberSlots;
         _textSlots = base->_textSlots;
+        _arraySlots = base->_arraySlots;
     }
     for (int i = 0; i < row.attrCount; ++i)
         add(row.attrs[i]);
@@ -250,8 +318,9 @@ void NodeType::add(const AttrRow& row)
     attr.parent = row.parent ? static_cast<int16_t>(findAttr(row.parent)) : int16_t(-1);
 
     std::vector<std::string> endings;
+    const bool wholeNames = row.children && row.children[0] == '=';
     if (row.children) {
-        const std::string all = row.children;
+        const std::string all = wholeNames ? row.children + 1 : row.children;
         for (size_t from = 0; from < all.size();) {
             const size_t to = std::min(all.find(' ', from), all.size());
             endings.push_back(all.substr(from, to - from));
@@ -259,7 +328,9 @@ void NodeType::add(const AttrRow& row)
         }
     }
     const bool generic = !row.access && !(row.flags & kAttrReadOnly);
-    if (generic && attr.isNumeric()) {
+    if (generic && attr.isTextArray()) {
+        attr.slot = static_cast<int16_t>(_arraySlots++);
+    } else if (generic && attr.isNumeric()) {
         attr.slot = static_cast<int16_t>(_numberSlots);
         _numberSlots += endings.empty() ? 1 : static_cast<int>(endings.size());
     } else if (generic && attr.kind == AttrKind::Text) {
@@ -272,7 +343,7 @@ void NodeType::add(const AttrRow& row)
     _attrs.push_back(attr);
     for (size_t c = 0; c < endings.size(); ++c) {
         Attr child = attr;
-        child.name += endings[c];
+        child.name = wholeNames ? endings[c] : attr.name + endings[c];
         child.parent = index;
         child.childCount = 0;
         child.component = static_cast<int16_t>(c);

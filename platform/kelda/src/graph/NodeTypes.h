@@ -32,6 +32,7 @@ enum AttrFlags : uint8_t {
     kAttrArray = 1,     ///< addressed by element: name[0]
     kAttrReadOnly = 2,  ///< computed, or an output: setting fails, files leave it out
     kAttrNotStored = 4, ///< has a value, but files hold it in a form of their own (mesh arrays, set members)
+    kAttrFileName = 8,  ///< a text that names a file: see Scene::answer
 };
 
 /// How an attribute reaches the typed data of its node. Null members: not possible. Attributes without any
@@ -50,7 +51,7 @@ struct AttrRow {
     AttrKind kind;
     double value;         ///< default; each component's own when there are children
     const char* children; ///< null, or the endings of the components: "X Y Z" gives translateX, translateY,
-                          ///< translateZ
+                          ///< translateZ; "=uCoord vCoord" gives whole names
     uint8_t flags;
     const AttrAccess* access; ///< null: generic value
     const char* parent;       ///< null, or the compound array that this attribute is a child of
@@ -65,7 +66,7 @@ struct Attr {
     int16_t parent = -1;    ///< index of the attribute that this is a child of; -1: none
     int16_t childCount = 0; ///< components; they stand at index + 1 ...
     int16_t component = 0;  ///< of a component: its place in the parent; otherwise 0
-    int16_t slot = -1;      ///< first place in the generic numbers or texts; -1: typed, or no value
+    int16_t slot = -1;      ///< first place in the generic numbers, texts or arrays; -1: typed, or no value
     double value = 0;       ///< default
     const AttrAccess* access = nullptr;
     bool ownRow = true; ///< false for components
@@ -73,6 +74,8 @@ struct Attr {
     bool isArray() const { return (flags & kAttrArray) != 0; }
     bool readOnly() const { return (flags & kAttrReadOnly) != 0; }
     bool isNumeric() const { return kind <= AttrKind::Angle; }
+    /// Elements are held in the generic arrays. Of numbers there are none: no type has such an attribute.
+    bool isTextArray() const { return isArray() && kind == AttrKind::Text && !access; }
 };
 
 // -- node types -----------------------------------------------------------------------------------
@@ -118,6 +121,7 @@ public:
 
     int numberSlots() const { return _numberSlots; }
     int textSlots() const { return _textSlots; }
+    int arraySlots() const { return _arraySlots; }
 
 private:
     void add(const AttrRow& row);
@@ -128,6 +132,7 @@ private:
     std::unordered_map<std::string, int> _byName;
     int _numberSlots = 0;
     int _textSlots = 0;
+    int _arraySlots = 0;
 };
 
 /// All types, in table order. Bases stand before what is based on them.

@@ -30,9 +30,10 @@ const UnitRow unitRows[] = {
     {LinearUnit::Mile, "mile", "mi"},
 };
 
+/// What is taken away was mostly added last.
 void eraseValue(std::vector<NodeId>& from, NodeId value)
 {
-    from.erase(std::find(from.begin(), from.end(), value));
+    from.erase(std::find(from.rbegin(), from.rend(), value).base() - 1);
 }
 
 } // namespace
@@ -86,6 +87,7 @@ void Scene::release()
     _membershipCount = 0;
     _unit = LinearUnit::Centimeter;
     _fileName.clear();
+    _kept.clear();
     ++_dagStamp;
     if (++_epoch == 0)
         _epoch = 1;
@@ -294,32 +296,54 @@ void Scene::shapeChanged(DagNode& node)
     }
 }
 
+/// The same where the node has one path before and after: no number of paths changes, only paths do.
+void Scene::placeChanged(DagNode& node)
+{
+    if (node.children.empty())
+        _paths->forget(node.id);
+    else
+        _paths->forgetAll();
+}
+
 bool Scene::isAncestor(const DagNode& maybeAncestor, const DagNode& of) const
 {
     if (&maybeAncestor == &of)
         return true;
-    if (maybeAncestor.children.empty())
-        return false;
-    const uint32_t walk = ++_walk;
-    std::vector<const DagNode*> todo{&of};
-    of.mark = walk;
-    while (!todo.empty()) {
-        const DagNode* at = todo.back();
-        todo.pop_back();
-        for (NodeId p : at->parents) {
-            const DagNode* parent = dag(p);
-            if (parent == &maybeAncestor)
-                return true;
-            if (parent->mark != walk) {
-                parent->mark = walk;
-                todo.push_back(parent);
-            }
+    // From both ends in turn, link by link: what is moved is often small and what it goes below stands deep,
+    // or the other way round.
+    struct Step {
+        const DagNode* node;
+        size_t next;
+    };
+    const uint32_t up = ++_walk;
+    const uint32_t down = ++_walk;
+    std::vector<Step> above{{&of, 0}};
+    std::vector<Step> below{{&maybeAncestor, 0}};
+    of.mark = up;
+    maybeAncestor.mark = down;
+    const auto step = [this](std::vector<Step>& todo, const std::vector<NodeId> DagNode::*links, uint32_t own,
+                             uint32_t other) {
+        Step& at = todo.back();
+        if (at.next == (at.node->*links).size()) {
+            todo.pop_back();
+            return false;
         }
-    }
+        const DagNode* next = dag((at.node->*links)[at.next++]);
+        if (next->mark == other)
+            return true;
+        if (next->mark != own) {
+            next->mark = own;
+            todo.push_back({next, 0});
+        }
+        return false;
+    };
+    while (!above.empty() && !below.empty())
+        if (step(above, &DagNode::parents, up, down) || step(below, &DagNode::children, down, up))
+            return true;
     return false;
 }
 
-Outcome Scene::addParent(DagNode& child, DagNode& parent, size_t position)
+Outcome Scene::addParent(DagNode& child, DagNode& parent, size_t position, uint32_t like)
 {
     if (child.id == kWorld)
         return Outcome(KStatus::kInvalidParameter, "the world cannot have a parent");
@@ -355,18 +379,15 @@ Outcome Scene::addParent(DagNode& child, DagNode& parent, size_t position)
     shapeChanged(child);
     child.pathCount = static_cast<uint32_t>(std::min<uint64_t>(sum, 0xffffffffu));
     child.pathStamp = _dagStamp;
-    if (child.memberships && !child.memberships->empty() && !child.memberships->front().empty()) {
-        const uint32_t after = pathCount(child);
-        if (after <= PathTable::kMaxListedPaths) {
-            child.memberships->resize(std::max<size_t>(child.memberships->size(), before));
-            child.memberships->resize(after, InstanceSets());
-            for (uint32_t i = before; i < after; ++i) {
-                (*child.memberships)[i] = child.memberships->front();
-                for (const Membership& m : child.memberships->front()) {
-                    static_cast<SetNode*>(node(m.set))->members.push_back(child.id);
-                    ++_membershipCount;
-                }
-            }
+    const InstanceSets sets = setsOf(child, like);
+    const uint32_t after = pathCount(child);
+    if (!sets.empty() && after <= PathTable::kMaxListedPaths) {
+        child.memberships->resize(after);
+        for (uint32_t i = before; i < after; ++i) {
+            (*child.memberships)[i] = sets;
+            for (const Membership& m : sets)
+                static_cast<SetNode*>(node(m.set))->members.push_back(child.id);
+            _membershipCount += sets.size();
         }
     }
     return Outcome();
@@ -429,6 +450,8 @@ Outcome Scene::moveChild(DagNode& child, DagNode& from, DagNode& to, size_t posi
     if (isAncestor(child, to))
         return Outcome(KStatus::kFailure, "\"" + name(child) + "\" would stand below itself");
 
+    // One path before and one after: whatever stands below keeps its numbers.
+    const bool staysSingle = pathCount(child) == 1 && pathCount(to) == 1;
     std::vector<NodeId> parents = child.parents;
     std::replace(parents.begin(), parents.end(), from.id, to.id);
     const auto edit = [&] {
@@ -446,10 +469,12 @@ Outcome Scene::moveChild(DagNode& child, DagNode& from, DagNode& to, size_t posi
         }
         link(child, to, position);
         child.parents = parents; // the new parent takes the place of the old one
-        shapeChanged(child);
+        if (staysSingle)
+            placeChanged(child);
+        else
+            shapeChanged(child);
     };
-    // One path before and one after: whatever stands below keeps its numbers.
-    if (pathCount(child) == 1 && pathCount(to) == 1)
+    if (staysSingle)
         edit();
     else
         remapMemberships(child, edit);

@@ -33,8 +33,8 @@ struct SetMember {
 ///
 /// Instances. The paths to a node are numbered parent by parent, in the order in which the parents were
 /// added; the paths to one parent in that parent's own order. So the path made first is number 0, and who
-/// restores the order of parents restores the numbers. A new instance joins the sets of instance 0 of the
-/// same node.
+/// restores the order of parents restores the numbers. A new instance joins the sets of the instance that it
+/// was made from, or of instance 0.
 ///
 /// Nothing here is recursive over the depth of the DAG. Node pointers stay valid until their node is deleted.
 class Scene
@@ -101,8 +101,9 @@ public:
     static constexpr size_t kLast = ~size_t(0);
 
     /// Makes `child` an instance below one more parent. Fails when it stands there already, would stand below
-    /// itself, or the parent is a shape. A sibling of the same name: the child is renamed.
-    Outcome addParent(DagNode& child, DagNode& parent, size_t position = kLast);
+    /// itself, or the parent is a shape. A sibling of the same name: the child is renamed. The new instances
+    /// of a child without children join the sets of its instance `like`.
+    Outcome addParent(DagNode& child, DagNode& parent, size_t position = kLast, uint32_t like = 0);
     /// Moves the child from one parent to another one; from == to moves it among its siblings.
     Outcome moveChild(DagNode& child, DagNode& from, DagNode& to, size_t position = kLast);
     /// Takes the child from all its parents and puts it below one.
@@ -118,8 +119,6 @@ public:
     bool pathOfInstance(const DagNode& node, uint32_t instance, std::vector<NodeId>& out) const;
     /// Instance number of a path; ids from below the world down to the node. False: no such path.
     bool instanceOfPath(const NodeId* ids, size_t count, uint32_t& out) const;
-    /// Changes whenever a cached path or path count may be out of date.
-    uint32_t dagStamp() const { return _dagStamp; }
     PathTable& paths() { return *_paths; }
 
     // -- sets
@@ -139,10 +138,12 @@ public:
     // -- connections
 
     /// Connects source to destination. The destination must be free, unless `force` is true: then its
-    /// connection is cut first. Kinds must agree (numbers with numbers, triples with triples, text with text;
-    /// a message or matrix with anything that carries no number or text of its own).
+    /// connection is cut first. Kinds must agree: numbers with numbers, compounds with compounds of as many
+    /// components, text with text, matrices with matrices, messages with what carries no value either. Of an
+    /// array, one element is connected.
     Outcome connect(const PlugKey& source, const PlugKey& destination, bool force);
     Outcome disconnect(const PlugKey& source, const PlugKey& destination);
+    bool sourceOf(const PlugKey& destination, PlugKey& source) const; ///< false: not connected
     /// Text after the node's name: "color", "colorR", "worldInverseMatrix[0]", "uvSets[0].uvSetName".
     Outcome findPlug(const Node& node, std::string_view attrText, PlugKey& out) const;
     Outcome findPlug(std::string_view nodeAndAttr, PlugKey& out) const; ///< "lambert1.color"
@@ -154,9 +155,15 @@ public:
 
     /// Value of a numeric plug (a component, or an attribute without components). False: not numeric.
     bool number(const PlugKey& plug, double& out) const;
-    bool text(const PlugKey& plug, std::string& out) const;
+    bool text(const PlugKey& plug, std::string& out) const; ///< as it was set
+    /// The text as programs and commands are answered. A file name that is not absolute comes as a full path
+    /// when the file stands beside the scene's.
+    bool answer(const PlugKey& plug, std::string& out) const;
+    /// Elements of an array attribute that exist, ascending: those with a value of their own or a connection.
+    std::vector<int32_t> elements(const Node& node, int attr) const;
     Outcome setNumber(const PlugKey& plug, double value);
     Outcome setText(const PlugKey& plug, std::string_view value);
+    void removeElement(const PlugKey& plug);               ///< takes the value of a text array's element away
     bool isDefaultValue(const Node& node, int attr) const; ///< of a number, a text, or all components
 
     // -- the rest
@@ -170,6 +177,9 @@ public:
     void setFileName(std::string name) { _fileName = std::move(name); }
 
     std::string shortestName(const Node& node) const; ///< of instance 0, for a DAG node
+
+    /// Holds what nodes rely on, and lets it go when the scene is cleared.
+    void keepUntilCleared(std::shared_ptr<void> thing) { _kept.push_back(std::move(thing)); }
 
 private:
     struct Name {
@@ -189,6 +199,7 @@ private:
     void link(DagNode& child, DagNode& parent, size_t position);
     void unlink(DagNode& child, DagNode& parent);
     void shapeChanged(DagNode& node);
+    void placeChanged(DagNode& node);
     void remapMemberships(DagNode& node, const std::function<void()>& edit);
     void makeDefaults();
 
@@ -199,10 +210,11 @@ private:
     FlatMap _nextNumbers; ///< (parent or kNoNode, name without its number) to the number to try next
     mutable uint32_t _walk = 0;
     uint32_t _epoch = 0;
-    uint32_t _dagStamp = 1;
+    uint32_t _dagStamp = 1; ///< changes whenever many path counts may be out of date
     size_t _membershipCount = 0;
     LinearUnit _unit = LinearUnit::Centimeter;
     std::string _fileName;
+    std::vector<std::shared_ptr<void>> _kept;
     std::unique_ptr<PathTable> _paths;
 };
 

@@ -171,6 +171,10 @@ NameId Scene::chooseName(std::string_view wanted, const Node& node, const NodeId
         return intern(base);
     if (!numbered)
         base = std::string(withoutNumber(base));
+    std::string_view ownBase;
+    uint32_t ownNumber = 0;
+    if (numbered && splitNumber(name(node), ownBase, ownNumber) && ownBase == base && isFree(name(node)))
+        return node.name; // it has a number already
     // Numbers are looked for from where the last search with the same base ended.
     const uint64_t k = key(isDag && !numbered ? parents[parentCount - 1] : kNoNode, intern(base));
     uint32_t number = _nextNumbers.find(k);

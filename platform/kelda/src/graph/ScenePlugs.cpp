@@ -1,3 +1,4 @@
+#include "graph/FileNames.h"
 #include "graph/Scene.h"
 
 #include <algorithm>
@@ -83,19 +84,20 @@ namespace
 {
 
 /// What a plug carries, for the question whether two can be connected.
-enum class Carries { Number, Triple, Text, Nothing };
+enum class Carries { Number, Several, Text, Matrix, Nothing };
 
 Carries carries(const Attr& attr)
 {
     switch (attr.kind) {
     case AttrKind::Text:
         return Carries::Text;
-    case AttrKind::Message:
     case AttrKind::Matrix:
+        return Carries::Matrix;
+    case AttrKind::Message:
     case AttrKind::Compound:
         return Carries::Nothing;
     default:
-        return attr.childCount > 0 ? Carries::Triple : Carries::Number;
+        return attr.childCount > 0 ? Carries::Several : Carries::Number;
     }
 }
 
@@ -110,6 +112,10 @@ Outcome Scene::connect(const PlugKey& source, const PlugKey& destination, bool f
     if (toAttr.readOnly())
         return Outcome(KStatus::kFailure,
                        "\"" + plugText(destination) + "\" cannot be the target of a connection");
+    if ((fromAttr.isArray() && source.element < 0) || (toAttr.isArray() && destination.element < 0))
+        return Outcome(KStatus::kFailure,
+                       "\"" + plugText(fromAttr.isArray() && source.element < 0 ? source : destination) +
+                           "\" is an array: an element of it can be connected");
     if (source == destination)
         return Outcome(KStatus::kFailure, "\"" + plugText(source) + "\" cannot be connected with itself");
     if (carries(fromAttr) != carries(toAttr) || fromAttr.childCount != toAttr.childCount)
@@ -147,11 +153,12 @@ Outcome Scene::disconnect(const PlugKey& source, const PlugKey& destination)
     Node* from = node(source.node);
     Node* to = node(destination.node);
     const auto erase = [](std::vector<Link>& links, const PlugKey& own, const PlugKey& other) {
-        const auto at = std::find_if(links.begin(), links.end(),
+        // What is cut was mostly connected last.
+        const auto at = std::find_if(links.rbegin(), links.rend(),
                                      [&](const Link& l) { return l.own == own && l.other == other; });
-        if (at == links.end())
+        if (at == links.rend())
             return false;
-        links.erase(at);
+        links.erase(at.base() - 1);
         return true;
     };
     if (!from->links || !to->links || !erase(to->links->in, destination, source))
@@ -159,6 +166,18 @@ Outcome Scene::disconnect(const PlugKey& source, const PlugKey& destination)
                        "\"" + plugText(source) + "\" is not connected to \"" + plugText(destination) + "\"");
     erase(from->links->out, source, destination);
     return Outcome();
+}
+
+bool Scene::sourceOf(const PlugKey& destination, PlugKey& source) const
+{
+    const Node& to = *node(destination.node);
+    if (to.links)
+        for (const Link& l : to.links->in)
+            if (l.own == destination) {
+                source = l.other;
+                return true;
+            }
+    return false;
 }
 
 // -- Values ---------------------------------------------------------------------------------------
@@ -188,12 +207,54 @@ bool Scene::text(const PlugKey& plug, std::string& out) const
         if (attr.access->count && (plug.element < 0 || plug.element >= attr.access->count(n)))
             return false;
         out = attr.access->getText(n, plug.element);
+    } else if (attr.isTextArray()) {
+        if (plug.element < 0)
+            return false;
+        out.clear();
+        if (n.values) {
+            const auto& elements = n.values->arrays[static_cast<size_t>(attr.slot)];
+            const auto found = elements.find(plug.element);
+            if (found != elements.end())
+                out = found->second;
+        }
     } else if (attr.slot >= 0 && n.values) {
         out = n.values->texts[static_cast<size_t>(attr.slot)];
     } else {
         out.clear();
     }
     return true;
+}
+
+bool Scene::answer(const PlugKey& plug, std::string& out) const
+{
+    if (!text(plug, out))
+        return false;
+    if ((node(plug.node)->type->attr(plug.attr).flags & kAttrFileName) != 0)
+        out = fileBeside(_fileName, out);
+    return true;
+}
+
+std::vector<int32_t> Scene::elements(const Node& node, int index) const
+{
+    std::vector<int32_t> out;
+    const Attr& attr = node.type->attr(index);
+    if (attr.access && attr.access->count) {
+        for (int32_t i = 0; i < attr.access->count(node); ++i)
+            out.push_back(i);
+        return out;
+    }
+    if (attr.isTextArray() && node.values)
+        for (const auto& element : node.values->arrays[static_cast<size_t>(attr.slot)])
+            out.push_back(element.first);
+    if (node.links) {
+        for (const std::vector<Link>* links : {&node.links->in, &node.links->out})
+            for (const Link& l : *links)
+                if (l.own.attr == index)
+                    out.push_back(l.own.element);
+    }
+    std::sort(out.begin(), out.end());
+    out.erase(std::unique(out.begin(), out.end()), out.end());
+    return out;
 }
 
 namespace
@@ -205,6 +266,7 @@ GenericValues& valuesOf(Node& node)
         node.values.reset(new GenericValues);
         node.values->numbers.resize(static_cast<size_t>(node.type->numberSlots()));
         node.values->texts.resize(static_cast<size_t>(node.type->textSlots()));
+        node.values->arrays.resize(static_cast<size_t>(node.type->arraySlots()));
         for (const Attr& attr : node.type->attrs())
             if (attr.slot >= 0 && attr.isNumeric() && attr.childCount == 0)
                 node.values->numbers[static_cast<size_t>(attr.slot)] = attr.value;
@@ -261,15 +323,30 @@ Outcome Scene::setText(const PlugKey& plug, std::string_view value)
         if (!attr.access->setText(n, plug.element, value))
             return Outcome(KStatus::kInvalidParameter,
                            "\"" + plugText(plug) + "\" cannot be set to \"" + std::string(value) + "\"");
+    } else if (attr.isTextArray()) {
+        if (plug.element < 0)
+            return Outcome(KStatus::kInvalidParameter,
+                           "\"" + plugText(plug) + "\" is an array: an element of it can be set");
+        valuesOf(n).arrays[static_cast<size_t>(attr.slot)][plug.element] = std::string(value);
     } else {
         valuesOf(n).texts[static_cast<size_t>(attr.slot)] = std::string(value);
     }
     return Outcome();
 }
 
+void Scene::removeElement(const PlugKey& plug)
+{
+    Node& n = *node(plug.node);
+    const Attr& attr = n.type->attr(plug.attr);
+    if (attr.isTextArray() && n.values)
+        n.values->arrays[static_cast<size_t>(attr.slot)].erase(plug.element);
+}
+
 bool Scene::isDefaultValue(const Node& node, int index) const
 {
     const Attr& attr = node.type->attr(index);
+    if (attr.isTextArray())
+        return !node.values || node.values->arrays[static_cast<size_t>(attr.slot)].empty();
     if (attr.kind == AttrKind::Text) {
         std::string value;
         return !text({node.id, index, -1}, value) || value.empty();

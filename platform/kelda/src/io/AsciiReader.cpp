@@ -2,6 +2,7 @@
 
 #include "base/FlatMap.h"
 
+#include <algorithm>
 #include <unordered_map>
 
 namespace kelda
@@ -422,18 +423,23 @@ bool AsciiReader::setAttr()
 bool AsciiReader::setValue(const Argument& where, std::string_view attr)
 {
     const NodeType& type = *_nodes[_current].type;
-    const int index = type.findAttr(attr);
+    int32_t element = -1;
+    std::string_view ending = attr.substr(std::min(attr.find('['), attr.size()));
+    const int index = type.findAttr(attr.substr(0, attr.size() - ending.size()));
+    const bool isElement = !ending.empty();
+    if (isElement && (!cutText(ending, "[") || !cutNumber(ending, element) || element < 0 || ending != "]"))
+        return fail(where.offset, quoted(attr) + " is not an element of an attribute");
     if (index < 0)
         return unknown(where, "attribute " + quoted(std::string(type.name()) + '.' + std::string(attr)));
     const Attr& row = type.attr(index);
     const bool isComponent = !row.ownRow && row.parent >= 0 && isStored(type, row.parent);
-    if (!isComponent && !isStored(type, index))
+    if ((!isComponent && !isStored(type, index)) || row.isArray() != isElement)
         return fail(where.offset, "the attribute " + quoted(attr) + " cannot be set in a file");
     if (row.kind == AttrKind::Text) {
         if (_statement->argCount != 4 || !isFlag(arg(1), "type") || arg(2)->text != "string" ||
             !isText(arg(3)))
             return fail(where.offset, "expected -type \"string\" and a text");
-        return _sink.text(index, arg(3)->text) || sinkFailed();
+        return _sink.text(index, element, arg(3)->text) || sinkFailed();
     }
     const uint32_t count = static_cast<uint32_t>(componentCount(row));
     const Argument* const run = arg(1);

@@ -145,13 +145,18 @@ bool AsciiWriter::parentOrder(FileIndex child, const FileIndex* parents, size_t 
 
 // -- Values ---------------------------------------------------------------------------------------
 
-void AsciiWriter::attrStart(int attr)
+void AsciiWriter::attrStart(int attr, int32_t element)
 {
     _text += "    setAttr \"";
     if (_named)
         _text += _nodes.back().name;
     _text += '.';
     _text += _type->attr(attr).name;
+    if (element >= 0) {
+        _text += '[';
+        appendNumber(_text, element);
+        _text += ']';
+    }
     _text += '"';
 }
 
@@ -172,9 +177,9 @@ bool AsciiWriter::numbers(int attr, const double* values, int count)
     return true;
 }
 
-bool AsciiWriter::text(int attr, std::string_view value)
+bool AsciiWriter::text(int attr, int32_t element, std::string_view value)
 {
-    attrStart(attr);
+    attrStart(attr, element);
     _text += " -type \"string\" \"" + escape(value) + "\";\n";
     return true;
 }

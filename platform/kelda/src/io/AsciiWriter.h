@@ -18,7 +18,7 @@ public:
               bool nameIsUnique) override;
     const NodeType* defaultNode(FileIndex index, std::string_view name) override;
     bool numbers(int attr, const double* values, int count) override;
-    bool text(int attr, std::string_view value) override;
+    bool text(int attr, int32_t element, std::string_view value) override;
     bool mesh(MeshData& mesh) override;
     bool instance(FileIndex child, FileIndex parent) override;
     bool parentOrder(FileIndex child, const FileIndex* parents, size_t count) override;
@@ -38,7 +38,7 @@ private:
     };
 
     void reference(FileIndex index);
-    void attrStart(int attr);
+    void attrStart(int attr, int32_t element = -1);
     template <class Vector>
     bool array(const std::string& attr, const char* type, const Vector& values, size_t perLine);
     bool uvs(const std::string& attr, const UVSet& set);

@@ -54,6 +54,7 @@ enum class RecordTag : uint32_t {
     Member = 10,     ///< set, node, instance (u32), then first and last of each face range (i32)
     Connection = 11, ///< source, destination (u32), source attribute, destination attribute
     End = 12,        ///< node count (u32); the last record
+    Element = 13,    ///< attribute, element (u32), text
 };
 
 } // namespace kelda

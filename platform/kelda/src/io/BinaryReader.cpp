@@ -111,7 +111,7 @@ private:
     bool takeRecord(RecordTag tag, Cursor record);
     bool takeType(Cursor record);
     bool takeNode(Cursor record, bool isDefault);
-    bool takeValue(Cursor record, bool isText);
+    bool takeValue(RecordTag tag, Cursor record);
     bool takeMesh(Cursor record);
     bool takeMember(Cursor record);
     bool checkEnd();
@@ -280,9 +280,9 @@ bool BinaryReader::takeRecord(RecordTag tag, Cursor record)
     case RecordTag::DefaultNode:
         return takeNode(record, true);
     case RecordTag::Numbers:
-        return takeValue(record, false);
     case RecordTag::Text:
-        return takeValue(record, true);
+    case RecordTag::Element:
+        return takeValue(tag, record);
     case RecordTag::Mesh:
         return takeMesh(record);
     case RecordTag::Instance: {
@@ -394,7 +394,7 @@ bool BinaryReader::takeNode(Cursor record, bool isDefault)
 
 // -- Values ---------------------------------------------------------------------------------------
 
-bool BinaryReader::takeValue(Cursor record, bool isText)
+bool BinaryReader::takeValue(RecordTag tag, Cursor record)
 {
     uint32_t number = 0;
     if (!_type || !record.get(number) || number >= _type->attrs.size())
@@ -404,13 +404,20 @@ bool BinaryReader::takeValue(Cursor record, bool isText)
     const FileAttr& attr = _type->attrs[number];
     if (attr.attr < 0)
         return unknown("attribute \"" + _type->name + '.' + attr.name + '"');
-    if (isText != (attr.kind == AttrKind::Text))
+    const Attr& row = _type->type->attr(attr.attr);
+    if ((tag == RecordTag::Numbers) != (attr.kind != AttrKind::Text) ||
+        (tag == RecordTag::Element) != row.isArray())
         return malformed();
-    if (isText) {
+    if (tag != RecordTag::Numbers) {
         std::string_view value;
+        uint32_t element = 0;
+        if (tag == RecordTag::Element &&
+            (!record.get(element) || element > static_cast<uint32_t>(std::numeric_limits<int32_t>::max())))
+            return malformed();
         if (!record.getText(value) || record.left() != 0 || value.find('\0') != std::string_view::npos)
             return malformed();
-        return _sink.text(attr.attr, value) || sinkFailed();
+        return _sink.text(attr.attr, tag == RecordTag::Element ? static_cast<int32_t>(element) : -1, value) ||
+               sinkFailed();
     }
     double values[kMaxComponents];
     for (uint32_t i = 0; i < attr.components; ++i) {

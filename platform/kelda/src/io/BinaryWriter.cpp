@@ -148,10 +148,12 @@ bool BinaryWriter::numbers(int attr, const double* values, int count)
     return close();
 }
 
-bool BinaryWriter::text(int attr, std::string_view value)
+bool BinaryWriter::text(int attr, int32_t element, std::string_view value)
 {
-    open(RecordTag::Text);
+    open(element < 0 ? RecordTag::Text : RecordTag::Element);
     put(static_cast<uint32_t>(use(*_type).attrs[static_cast<size_t>(attr)]));
+    if (element >= 0)
+        put(static_cast<uint32_t>(element));
     putText(value);
     return close();
 }

@@ -21,7 +21,7 @@ public:
               bool nameIsUnique) override;
     const NodeType* defaultNode(FileIndex index, std::string_view name) override;
     bool numbers(int attr, const double* values, int count) override;
-    bool text(int attr, std::string_view value) override;
+    bool text(int attr, int32_t element, std::string_view value) override;
     bool mesh(MeshData& mesh) override;
     bool instance(FileIndex child, FileIndex parent) override;
     bool parentOrder(FileIndex child, const FileIndex* parents, size_t count) override;

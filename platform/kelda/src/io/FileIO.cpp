@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <new>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -252,11 +253,15 @@ KStatus importScene(const std::string& path, const char* type)
         return failed(error);
 
     SceneBuilder builder(Scene::current(), true);
+    std::error_code ignored;
+    const std::string fullPath = std::filesystem::absolute(path, ignored).string();
+    builder.setImportedFile(fullPath);
     std::vector<std::string> notes;
+    std::shared_ptr<ImageFolder> images;
     bool done = false;
     try {
         if (isForeign) {
-            done = readForeign(path, builder, notes, error);
+            done = readForeign(fullPath, builder, notes, error, images);
             error = path + ": cannot be imported: " + error;
         } else {
             done = readScene(source, form, path, builder, error);
@@ -269,6 +274,8 @@ KStatus importScene(const std::string& path, const char* type)
         builder.undo();
         return failed(error);
     }
+    if (images)
+        Scene::current().keepUntilCleared(std::move(images));
     showNotes(path, notes, false);
     showNotes(path, builder.notes(), true);
     return KStatus::kSuccess;

@@ -1,5 +1,6 @@
 #include "io/ForeignImport.h"
 
+#include "graph/FileNames.h"
 #include "io/BinaryReader.h"
 #include "io/BinaryWriter.h"
 #include "io/ForeignTree.h"
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -18,6 +20,7 @@
 #include <map>
 #include <new>
 #include <poll.h>
+#include <set>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -47,6 +50,8 @@ struct Losses {
     size_t wrongFaces = 0; ///< of vertices that do not exist or are not finite
     size_t emptyMeshes = 0;
     size_t wrongNumbers = 0; ///< normals and UVs
+    size_t textures = 0;     ///< for anything but the colour
+    size_t images = 0;       ///< embedded ones that could not be unpacked
 };
 
 std::string legalNameOf(const aiString& name)
@@ -108,7 +113,7 @@ void takeMesh(const aiMesh& from, ForeignMesh& to, Losses& losses)
             continue;
         data.uvSets.emplace_back();
         UVSet& set = data.uvSets.back();
-        set.name = c == 0 ? "map1" : "uvSet" + std::to_string(c);
+        set.name = uvSetName(c);
         set.u.resize(vertexCount);
         set.v.resize(vertexCount);
         for (size_t i = 0; i < vertexCount; ++i) {
@@ -133,17 +138,231 @@ void takeMatrix(const aiMatrix4x4& from, double to[4][4])
             to[i][j] = static_cast<double>(from[i][j]);
 }
 
-void takeMaterial(const aiMaterial& from, ForeignMaterial& to)
+/// Writes embedded images to a folder, each once and when it is first used.
+class EmbeddedImages
 {
+public:
+    EmbeddedImages(const aiScene& scene, std::string folder)
+        : _scene(scene), _folder(std::move(folder)), _files(scene.mTextures ? scene.mNumTextures : 0)
+    {
+    }
+
+    /// The embedded image that a texture's name means; -1: none, it is the name of a file.
+    int find(const std::string& name) const
+    {
+        const auto bare = [](const std::string& path) { return path.substr(path.find_last_of("/\\") + 1); };
+        if (!name.empty() && name[0] == '*') {
+            size_t index = 0;
+            const std::from_chars_result r =
+                std::from_chars(name.data() + 1, name.data() + name.size(), index);
+            return r.ec == std::errc() && index < _files.size() ? static_cast<int>(index) : -1;
+        }
+        for (size_t i = 0; i < _files.size(); ++i)
+            if (_scene.mTextures[i] && _scene.mTextures[i]->mFilename.length > 0 &&
+                bare(name) == bare(_scene.mTextures[i]->mFilename.C_Str()))
+                return static_cast<int>(i);
+        return -1;
+    }
+
+    /// Full path of the unpacked image; empty when it cannot be unpacked.
+    const std::string& file(int index)
+    {
+        std::string& path = _files[static_cast<size_t>(index)];
+        const aiTexture* const image = _scene.mTextures[index];
+        if (path.empty() && image && image->pcData && !_folder.empty())
+            path = unpack(*image, index);
+        return path;
+    }
+
+private:
+    static constexpr size_t kLongestName = 100;
+
+    static std::string_view suffixOf(const aiTexture& image, std::string_view bytes)
+    {
+        if (bytes.substr(0, 4) == "\x89PNG")
+            return "png";
+        if (bytes.substr(0, 3) == "\xff\xd8\xff")
+            return "jpg";
+        const std::string_view hint(image.achFormatHint, strnlen(image.achFormatHint, HINTMAXTEXTURELEN));
+        const bool isPlain = std::all_of(hint.begin(), hint.end(), [](char c) {
+            return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+        });
+        return isPlain && !hint.empty() ? hint : "image";
+    }
+
+    std::string unpack(const aiTexture& image, int index)
+    {
+        std::string raw;
+        std::string_view bytes;
+        std::string_view suffix = "tga";
+        if (image.mHeight == 0) {
+            bytes = {reinterpret_cast<const char*>(image.pcData), image.mWidth};
+            suffix = suffixOf(image, bytes);
+        } else {
+            if (image.mWidth == 0 || image.mWidth > 0xffff || image.mHeight > 0xffff)
+                return std::string();
+            // Texels lie as blue, green, red, alpha, from the top left corner on: as in a TGA file of this
+            // kind.
+            const auto byte = [](unsigned value) { return static_cast<char>(value & 0xff); };
+            const char header[18] = {0,
+                                     0,
+                                     2,
+                                     0,
+                                     0,
+                                     0,
+                                     0,
+                                     0,
+                                     0,
+                                     0,
+                                     0,
+                                     0,
+                                     byte(image.mWidth),
+                                     byte(image.mWidth >> 8),
+                                     byte(image.mHeight),
+                                     byte(image.mHeight >> 8),
+                                     32,
+                                     0x28};
+            raw.assign(header, sizeof header);
+            raw.append(reinterpret_cast<const char*>(image.pcData), size_t(4) * image.mWidth * image.mHeight);
+            bytes = raw;
+        }
+        std::string name = image.mFilename.C_Str();
+        name = name.substr(name.find_last_of("/\\") + 1);
+        name = Scene::legalName(name.substr(0, name.rfind('.'))).substr(0, kLongestName);
+        if (name.empty())
+            name = "image" + std::to_string(index);
+        while (!_names.insert(name).second)
+            name += "_" + std::to_string(index);
+        const std::string path = _folder + "/" + name + "." + std::string(suffix);
+        const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (file < 0)
+            return std::string();
+        size_t done = 0;
+        while (done < bytes.size()) {
+            const ssize_t written = ::write(file, bytes.data() + done, bytes.size() - done);
+            if (written < 0 && errno == EINTR)
+                continue;
+            if (written <= 0)
+                break;
+            done += static_cast<size_t>(written);
+        }
+        ::close(file);
+        if (done == bytes.size())
+            return path;
+        ::unlink(path.c_str());
+        return std::string();
+    }
+
+    const aiScene& _scene;
+    std::string _folder; ///< empty: there is none
+    std::vector<std::string> _files;
+    std::set<std::string> _names;
+};
+
+/// What "%20" and the like stand for.
+std::string percentDecoded(const std::string& text)
+{
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        unsigned value = 0;
+        const char* const digits = text.data() + i + 1;
+        if (text[i] == '%' && i + 2 < text.size() &&
+            std::from_chars(digits, digits + 2, value, 16).ptr == digits + 2 && value != 0) {
+            out += static_cast<char>(value);
+            i += 2;
+        } else {
+            out += text[i];
+        }
+    }
+    return out;
+}
+
+/// False, and `to` as it was, when the format does not give the colour.
+bool takeColor(const aiMaterial& from, const char* key, float (&to)[3])
+{
+    aiColor3D color;
+    if (from.Get(key, 0, 0, color) != aiReturn_SUCCESS || !std::isfinite(color.r) ||
+        !std::isfinite(color.g) || !std::isfinite(color.b))
+        return false;
+    to[0] = color.r;
+    to[1] = color.g;
+    to[2] = color.b;
+    return true;
+}
+
+void takeTexture(const aiMaterial& from, const std::string& path, ForeignTexture& to, EmbeddedImages& images,
+                 Losses& losses)
+{
+    aiString name;
+    std::set<std::string> others; // some are listed under several types
+    for (int t = aiTextureType_DIFFUSE; t <= AI_TEXTURE_TYPE_MAX; ++t) {
+        const aiTextureType type = static_cast<aiTextureType>(t);
+        const bool isColor = type == aiTextureType_DIFFUSE || type == aiTextureType_BASE_COLOR;
+        for (unsigned i = 0; i < from.GetTextureCount(type) && !isColor; ++i)
+            if (from.GetTexture(type, i, &name) == aiReturn_SUCCESS)
+                others.insert(name.C_Str());
+    }
+    losses.textures += others.size();
+    const aiTextureType type =
+        from.GetTextureCount(aiTextureType_DIFFUSE) > 0 ? aiTextureType_DIFFUSE : aiTextureType_BASE_COLOR;
+    unsigned channel = 0;
+    aiTextureMapMode modes[3] = {aiTextureMapMode_Wrap, aiTextureMapMode_Wrap, aiTextureMapMode_Wrap};
+    if (from.GetTexture(type, 0, &name, nullptr, &channel, nullptr, nullptr, modes) != aiReturn_SUCCESS)
+        return;
+    to.file = name.C_Str();
+    const int embedded = images.find(to.file);
+    if (embedded >= 0) {
+        to.file = images.file(embedded);
+        losses.images += to.file.empty() ? 1 : 0;
+    } else if (to.file.find('%') != std::string::npos && fileBeside(path, to.file) == to.file) {
+        const std::string decoded = percentDecoded(to.file);
+        if (fileBeside(path, decoded) != decoded)
+            to.file = decoded;
+    }
+    to.channel = channel < AI_MAX_NUMBER_OF_TEXTURECOORDS ? channel : 0;
+    for (unsigned i = 0; i < 2; ++i) {
+        to.mirror[i] = modes[i] == aiTextureMapMode_Mirror;
+        to.wrap[i] = modes[i] == aiTextureMapMode_Wrap || modes[i] == aiTextureMapMode_Mirror;
+    }
+    aiUVTransform place;
+    if (from.Get(AI_MATKEY_UVTRANSFORM(type, 0), place) == aiReturn_SUCCESS &&
+        std::isfinite(place.mScaling.x) && std::isfinite(place.mScaling.y) &&
+        std::isfinite(place.mTranslation.x) && std::isfinite(place.mTranslation.y) &&
+        std::isfinite(place.mRotation)) {
+        to.repeat[0] = static_cast<double>(place.mScaling.x);
+        to.repeat[1] = static_cast<double>(place.mScaling.y);
+        to.offset[0] = static_cast<double>(place.mTranslation.x);
+        to.offset[1] = static_cast<double>(place.mTranslation.y);
+        to.rotation = static_cast<double>(place.mRotation);
+    }
+}
+
+void takeMaterial(const aiMaterial& from, const std::string& path, ForeignMaterial& to,
+                  EmbeddedImages& images, Losses& losses)
+{
+    const auto number = [&](const char* key, float otherwise) {
+        float value = otherwise;
+        return from.Get(key, 0, 0, value) == aiReturn_SUCCESS && std::isfinite(value) ? value : otherwise;
+    };
     aiString name;
     if (from.Get(AI_MATKEY_NAME, name) == aiReturn_SUCCESS)
         to.name = legalNameOf(name);
-    aiColor4D color;
-    to.hasColor = from.Get(AI_MATKEY_COLOR_DIFFUSE, color) == aiReturn_SUCCESS && std::isfinite(color.r) &&
-                  std::isfinite(color.g) && std::isfinite(color.b);
-    to.color[0] = color.r;
-    to.color[1] = color.g;
-    to.color[2] = color.b;
+    to.hasColor = takeColor(from, "$clr.diffuse", to.color);
+    to.hasAmbient = takeColor(from, "$clr.ambient", to.ambient);
+    to.hasEmission = takeColor(from, "$clr.emissive", to.emission);
+    to.shininess = number("$mat.shininess", 0);
+    const float strength = number("$mat.shinpercent", 1);
+    if (takeColor(from, "$clr.specular", to.specular) && to.shininess > 0)
+        for (float& component : to.specular) {
+            component *= std::isfinite(component * strength) ? strength : 1;
+            to.isGlossy = to.isGlossy || component > 0;
+        }
+    // Formats with modes of transparency give an opacity, too, where they do not blend.
+    aiString mode;
+    if (from.Get("$mat.gltf.alphaMode", 0, 0, mode) != aiReturn_SUCCESS ||
+        std::strcmp(mode.C_Str(), "BLEND") == 0)
+        to.transparency = 1 - std::min(1.0f, std::max(0.0f, number("$mat.opacity", 1)));
+    takeTexture(from, path, to.texture, images, losses);
 }
 
 /// A node's meshes: one goes to the node itself, several go to nodes of their own, before the other children.
@@ -189,17 +408,18 @@ void takeNodes(const aiScene& from, ForeignScene& to)
     }
 }
 
-void takeScene(const aiScene& from, ForeignScene& to, Losses& losses)
+void takeScene(const aiScene& from, const std::string& path, const std::string& imageFolder, ForeignScene& to,
+               Losses& losses)
 {
     to.meshes.resize(from.mNumMeshes);
-    std::vector<int> materials(from.mNumMaterials, -1);
     for (unsigned i = 0; i < from.mNumMeshes; ++i) {
         takeMesh(*from.mMeshes[i], to.meshes[i], losses);
         losses.emptyMeshes += to.meshes[i].data.faceCounts.empty() ? 1 : 0;
     }
+    EmbeddedImages images(from, imageFolder);
     for (unsigned i = 0; i < from.mNumMaterials; ++i) {
         to.materials.emplace_back();
-        takeMaterial(*from.mMaterials[i], to.materials.back());
+        takeMaterial(*from.mMaterials[i], path, to.materials.back(), images, losses);
     }
     for (ForeignMesh& mesh : to.meshes)
         if (mesh.material >= static_cast<int>(to.materials.size()))
@@ -334,7 +554,7 @@ void note(int pipe, size_t count, const char* what)
         say(pipe, '+', "left out: " + std::to_string(count) + " " + what);
 }
 
-bool readHere(const std::string& path, int result, int pipe)
+bool readHere(const std::string& path, const std::string& imageFolder, int result, int pipe)
 {
     Assimp::Importer importer;
     const aiScene* const scene = importer.ReadFile(path, 0);
@@ -345,7 +565,7 @@ bool readHere(const std::string& path, int result, int pipe)
     }
     ForeignScene foreign;
     Losses losses;
-    takeScene(*scene, foreign, losses);
+    takeScene(*scene, path, imageFolder, foreign, losses);
     arrangeForSharing(foreign);
     FileOutput output(result);
     BinaryWriter writer(output);
@@ -357,16 +577,19 @@ bool readHere(const std::string& path, int result, int pipe)
     note(pipe, losses.wrongFaces, "faces with vertices that do not exist or are not finite");
     note(pipe, losses.emptyMeshes, "meshes without faces");
     note(pipe, losses.wrongNumbers, "normals and UVs that are not finite");
+    note(pipe, losses.textures, "textures for anything but the colour");
+    note(pipe, losses.images, "embedded images that could not be unpacked");
     say(pipe, '.', "");
     return true;
 }
 
-[[noreturn]] void readAndExit(const std::string& path, uint64_t fileSize, int result, int pipe)
+[[noreturn]] void readAndExit(const std::string& path, uint64_t fileSize, const std::string& imageFolder,
+                              int result, int pipe)
 {
     enterSandbox(fileSize);
     int code = 1;
     try {
-        code = readHere(path, result, pipe) ? 0 : 1;
+        code = readHere(path, imageFolder, result, pipe) ? 0 : 1;
     } catch (const std::bad_alloc&) {
         say(pipe, '!', "the file needs more memory than a file of its size may");
     } catch (const std::exception& problem) {
@@ -469,7 +692,7 @@ bool isForeignSuffix(const std::string& suffix)
 // has other threads; glibc goes further and hands the child a working allocator, and no other lock of the
 // parent's is needed.
 bool readForeign(const std::string& path, SceneSink& sink, std::vector<std::string>& notes,
-                 std::string& error)
+                 std::string& error, std::shared_ptr<ImageFolder>& images)
 {
     struct stat about;
     if (::stat(path.c_str(), &about) != 0) {
@@ -487,13 +710,14 @@ bool readForeign(const std::string& path, SceneSink& sink, std::vector<std::stri
     }
     ends[0].value = pipe[0];
     ends[1].value = pipe[1];
+    std::shared_ptr<ImageFolder> folder = ImageFolder::make();
     const pid_t child = ::fork();
     if (child < 0) {
         error = std::string("cannot be imported: ") + std::strerror(errno);
         return false;
     }
     if (child == 0)
-        readAndExit(path, fileSize, result.value, pipe[1]);
+        readAndExit(path, fileSize, folder ? folder->path() : std::string(), result.value, pipe[1]);
     ends[1].close();
     std::string said;
     const bool inTime = listen(pipe[0], milliseconds() + 2000 * secondsFor(fileSize), said);
@@ -523,7 +747,11 @@ bool readForeign(const std::string& path, SceneSink& sink, std::vector<std::stri
             error = waited == child ? reasonOf(status) : "the import library gave up on it";
         return false;
     }
-    return readBinary(result.value, sink, error);
+    if (!readBinary(result.value, sink, error))
+        return false;
+    if (folder && !folder->isEmpty())
+        images = std::move(folder);
+    return true;
 }
 
 } // namespace kelda

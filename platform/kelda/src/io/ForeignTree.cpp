@@ -253,7 +253,8 @@ class ForeignTeller
 {
 public:
     ForeignTeller(ForeignScene& scene, SceneSink& sink)
-        : _scene(scene), _sink(sink), _shapes(scene.meshes.size(), kNoIndex), _parents(scene.meshes.size())
+        : _scene(scene), _sink(sink), _shapes(scene.meshes.size(), kNoIndex), _parents(scene.meshes.size()),
+          _uvSets(scene.meshes.size())
     {
     }
 
@@ -316,6 +317,8 @@ private:
         if (_shapes[index] != kNoIndex)
             return _sink.instance(_shapes[index], parent);
         _shapes[index] = _next;
+        for (const UVSet& set : mesh.data.uvSets)
+            _uvSets[index].push_back(set.name);
         std::string name = mesh.name.empty() ? holder.name : mesh.name;
         if (!name.empty() && name == holder.name)
             name += "Shape";
@@ -341,9 +344,103 @@ private:
         return true;
     }
 
+    bool value(const NodeType& type, const char* attr, double value)
+    {
+        return _sink.numbers(type.findAttr(attr), &value, 1);
+    }
+    bool pair(const NodeType& type, const char* attr, const double (&values)[2], double otherwise)
+    {
+        return (values[0] == otherwise && values[1] == otherwise) ||
+               _sink.numbers(type.findAttr(attr), values, 2);
+    }
+    bool color(const NodeType& type, const char* attr, const float (&rgb)[3])
+    {
+        const double values[3] = {static_cast<double>(rgb[0]), static_cast<double>(rgb[1]),
+                                  static_cast<double>(rgb[2])};
+        return _sink.numbers(type.findAttr(attr), values, 3);
+    }
+
+    bool shader(const ForeignMaterial& from)
+    {
+        const char* const typeName = from.isGlossy ? "phong" : "lambert";
+        const NodeType& type = *findNodeType(typeName);
+        if (!node(typeName, from.name, kNoIndex))
+            return false;
+        const float transparency[3] = {from.transparency, from.transparency, from.transparency};
+        // The colour is the diffuse one as it is.
+        return value(type, "diffuse", 1) && (!from.hasColor || color(type, "color", from.color)) &&
+               (!from.hasAmbient || color(type, "ambientColor", from.ambient)) &&
+               (!from.hasEmission || color(type, "incandescence", from.emission)) &&
+               (from.transparency == 0 || color(type, "transparency", transparency)) &&
+               (!from.isGlossy || (color(type, "specularColor", from.specular) &&
+                                   value(type, "cosinePower", static_cast<double>(from.shininess))));
+    }
+
+    /// What stands before a shader's colour.
+    struct Texture {
+        FileIndex file = kNoIndex; ///< kNoIndex: there is none
+        FileIndex place = kNoIndex;
+        FileIndex chooser = kNoIndex; ///< kNoIndex: the first UV set is used
+    };
+
+    bool texture(const ForeignMaterial& material, Texture& made)
+    {
+        const ForeignTexture& from = material.texture;
+        if (from.file.empty())
+            return true;
+        const NodeType& file = *findNodeType("file");
+        const NodeType& place = *findNodeType("place2dTexture");
+        made.file = _next;
+        if (!node("file", "", kNoIndex) || !_sink.text(file.findAttr("fileTextureName"), -1, from.file) ||
+            (material.hasColor && !color(file, "colorGain", material.color)))
+            return false;
+        made.place = _next;
+        if (!node("place2dTexture", "", kNoIndex) || !pair(place, "repeatUV", from.repeat, 1) ||
+            !pair(place, "offset", from.offset, 0) ||
+            (from.rotation != 0 && !value(place, "rotateUV", from.rotation)) ||
+            (from.mirror[0] && !value(place, "mirrorU", 1)) ||
+            (from.mirror[1] && !value(place, "mirrorV", 1)) || (!from.wrap[0] && !value(place, "wrapU", 0)) ||
+            (!from.wrap[1] && !value(place, "wrapV", 0)))
+            return false;
+        if (from.channel == 0)
+            return true;
+        made.chooser = _next;
+        return node("uvChooser", "", kNoIndex);
+    }
+
+    bool connectTexture(const Texture& texture, FileIndex shader, unsigned channel,
+                        const std::vector<size_t>& meshes)
+    {
+        if (texture.file == kNoIndex)
+            return true;
+        if (!_sink.connection(texture.file, "outColor", shader, "color") ||
+            !_sink.connection(texture.place, "outUV", texture.file, "uvCoord"))
+            return false;
+        if (texture.chooser == kNoIndex)
+            return true;
+        if (!_sink.connection(texture.chooser, "outUV", texture.place, "uvCoord"))
+            return false;
+        size_t element = 0;
+        for (size_t mesh : meshes) {
+            // A mesh is handed over with its arrays, so the numbers of its sets were noted before.
+            const int set = setOfChannel(mesh, channel);
+            if (set >= 0 && !_sink.connection(_shapes[mesh], "uvSets[" + std::to_string(set) + "].uvSetName",
+                                              texture.chooser, "uvSets[" + std::to_string(element++) + "]"))
+                return false;
+        }
+        return true;
+    }
+
+    /// -1: the mesh has no such channel.
+    int setOfChannel(size_t mesh, unsigned channel) const
+    {
+        const std::vector<std::string>& names = _uvSets[mesh];
+        const auto found = std::find(names.begin(), names.end(), uvSetName(channel));
+        return found == names.end() ? -1 : static_cast<int>(found - names.begin());
+    }
+
     bool materials()
     {
-        const NodeType& lambert = *findNodeType("lambert");
         std::vector<std::vector<size_t>> meshesOf(_scene.materials.size());
         for (size_t i = 0; i < _scene.meshes.size(); ++i)
             if (_scene.meshes[i].material >= 0 && _shapes[i] != kNoIndex)
@@ -351,23 +448,19 @@ private:
         struct Group {
             FileIndex shader;
             FileIndex set;
+            Texture texture;
         };
         std::vector<Group> groups;
         for (const ForeignMaterial& material : _scene.materials) {
             Group group;
             group.shader = _next;
-            if (!node("lambert", material.name, kNoIndex))
+            if (!shader(material))
                 return false;
-            if (material.hasColor) {
-                const double color[3] = {static_cast<double>(material.color[0]),
-                                         static_cast<double>(material.color[1]),
-                                         static_cast<double>(material.color[2])};
-                if (!_sink.numbers(lambert.findAttr("color"), color, 3))
-                    return false;
-            }
             group.set = _next;
             if (!node("shadingEngine", material.name.empty() ? material.name : material.name + "SG",
                       kNoIndex))
+                return false;
+            if (!texture(material, group.texture))
                 return false;
             groups.push_back(group);
         }
@@ -378,8 +471,10 @@ private:
                         return false;
         if (!withoutMaterial())
             return false;
-        for (const Group& group : groups)
-            if (!_sink.connection(group.shader, "outColor", group.set, "surfaceShader"))
+        for (size_t m = 0; m < groups.size(); ++m)
+            if (!_sink.connection(groups[m].shader, "outColor", groups[m].set, "surfaceShader") ||
+                !connectTexture(groups[m].texture, groups[m].shader, _scene.materials[m].texture.channel,
+                                meshesOf[m]))
                 return false;
         return true;
     }
@@ -410,11 +505,17 @@ private:
     ForeignScene& _scene;
     SceneSink& _sink;
     FileIndex _next = 0;
-    std::vector<FileIndex> _shapes;         ///< by mesh; kNoIndex: not made
-    std::vector<std::vector<Use>> _parents; ///< by mesh, in the order of the walk
+    std::vector<FileIndex> _shapes;                ///< by mesh; kNoIndex: not made
+    std::vector<std::vector<Use>> _parents;        ///< by mesh, in the order of the walk
+    std::vector<std::vector<std::string>> _uvSets; ///< by mesh: names
 };
 
 } // namespace
+
+std::string uvSetName(unsigned channel)
+{
+    return channel == 0 ? "map1" : "uvSet" + std::to_string(channel);
+}
 
 bool tellForeignScene(ForeignScene& scene, SceneSink& sink)
 {

@@ -19,11 +19,34 @@ struct ForeignMesh {
     int material = -1; ///< -1: none
 };
 
-struct ForeignMaterial {
-    std::string name; ///< legal, or empty
-    bool hasColor = false;
-    float color[3] = {0, 0, 0}; ///< diffuse
+struct ForeignTexture {
+    std::string file;     ///< as the format names it; empty: there is no texture
+    unsigned channel = 0; ///< of texture coordinates: see uvSetName()
+    double repeat[2] = {1, 1};
+    double offset[2] = {0, 0};
+    double rotation = 0; ///< radians
+    bool wrap[2] = {true, true};
+    bool mirror[2] = {false, false};
 };
+
+/// Values as shaders have them; those that a format does not give are the defaults of the node type.
+struct ForeignMaterial {
+    std::string name;      ///< legal, or empty
+    bool isGlossy = false; ///< has a highlight: becomes a phong, otherwise a lambert
+    bool hasColor = false; ///< diffuse; tints the texture
+    bool hasAmbient = false;
+    bool hasEmission = false;
+    float color[3] = {0, 0, 0};
+    float ambient[3] = {0, 0, 0};
+    float emission[3] = {0, 0, 0};
+    float specular[3] = {0, 0, 0};
+    float shininess = 0;
+    float transparency = 0;
+    ForeignTexture texture;
+};
+
+/// Name of the UV set for a channel of texture coordinates, counted from 0: "map1", "uvSet1", "uvSet2", ...
+std::string uvSetName(unsigned channel);
 
 struct ForeignScene {
     std::vector<ForeignNode> nodes;
@@ -44,8 +67,9 @@ TransformData decompose(const double matrix[4][4]);
 void arrangeForSharing(ForeignScene& scene);
 
 /// Tells the sink the scene. A mesh that several nodes use becomes one shape with an instance below each; a
-/// shape is the first child of its transform. Every material becomes a lambert of its name and a shading
-/// group behind it. REQUIRES: a node has at most one mesh, children form trees.
+/// shape is the first child of its transform. Every material becomes a shader of its name and a shading group
+/// behind it, with a file texture and its placement before it where it has a texture. REQUIRES: a node has at
+/// most one mesh, children form trees.
 bool tellForeignScene(ForeignScene& scene, SceneSink& sink);
 
 } // namespace kelda

@@ -1,5 +1,7 @@
 #include "io/SceneBuilder.h"
 
+#include "graph/FileNames.h"
+
 #include <algorithm>
 
 namespace kelda
@@ -136,7 +138,7 @@ bool SceneBuilder::numbers(int attr, const double* values, int count)
     return true;
 }
 
-bool SceneBuilder::text(int attr, std::string_view value)
+bool SceneBuilder::text(int attr, int32_t element, std::string_view value)
 {
     const NodeId id = _entries.back().id;
     if (id == kNoNode || (_importing && _scene.node(id)->isDefault))
@@ -144,8 +146,18 @@ bool SceneBuilder::text(int attr, std::string_view value)
     PlugKey plug;
     plug.node = id;
     plug.attr = attr;
-    const Outcome done = _scene.setText(plug, value);
+    plug.element = element;
+    const Outcome done = _scene.setText(plug, fileName(*_scene.node(id), attr, std::string(value)));
     return static_cast<bool>(done) || fail(done.text);
+}
+
+// A name that is relative to the imported file must not become relative to the scene's.
+std::string SceneBuilder::fileName(const Node& node, int attr, std::string value) const
+{
+    if (_importedFile.empty() || (node.type->attr(attr).flags & kAttrFileName) == 0)
+        return value;
+    std::string full = fileBeside(_importedFile, value);
+    return full == fileBeside(_scene.fileName(), value) ? value : full;
 }
 
 bool SceneBuilder::mesh(MeshData& mesh)

@@ -15,6 +15,8 @@ public:
     /// `importing`: the scene stays what it is, names that are taken are made unique, the unit and the values
     /// of default nodes are left alone. Otherwise the scene must be new.
     SceneBuilder(Scene& scene, bool importing) : _scene(scene), _importing(importing) {}
+    /// Full path of the file that is imported: names of files beside it stay theirs.
+    void setImportedFile(std::string path) { _importedFile = std::move(path); }
 
     bool begin(int version) override;
     bool unit(LinearUnit unit) override;
@@ -22,7 +24,7 @@ public:
               bool nameIsUnique) override;
     const NodeType* defaultNode(FileIndex index, std::string_view name) override;
     bool numbers(int attr, const double* values, int count) override;
-    bool text(int attr, std::string_view value) override;
+    bool text(int attr, int32_t element, std::string_view value) override;
     bool mesh(MeshData& mesh) override;
     bool instance(FileIndex child, FileIndex parent) override;
     bool parentOrder(FileIndex child, const FileIndex* parents, size_t count) override;
@@ -48,12 +50,14 @@ private:
     bool isKnown(FileIndex index) const { return index < _entries.size(); }
     NodeId parentId(FileIndex parent) const;
     DagNode* dagNode(FileIndex index) const;
+    std::string fileName(const Node& node, int attr, std::string value) const;
     bool badIndex();
     bool checkPaths();
 
     Scene& _scene;
     bool _importing;
-    bool _tolerant = false; ///< the file is of a newer version
+    std::string _importedFile; ///< empty: none
+    bool _tolerant = false;    ///< the file is of a newer version
     std::vector<Entry> _entries;
     std::vector<NodeId> _created;
     bool _leftOutNodes = false;

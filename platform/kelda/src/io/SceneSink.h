@@ -38,7 +38,8 @@ public:
     // Of the node given last.
     /// All components of a numeric attribute; `attr` counts in the node's type.
     virtual bool numbers(int attr, const double* values, int count) = 0;
-    virtual bool text(int attr, std::string_view value) = 0;
+    /// element: of an array attribute; otherwise -1.
+    virtual bool text(int attr, int32_t element, std::string_view value) = 0;
     /// A builder takes the arrays out of `mesh`; a writer may look at them until end() has returned.
     virtual bool mesh(MeshData& mesh) = 0;
 
@@ -88,29 +89,14 @@ inline bool isStored(const NodeType& type, int index)
     // Whether a set is renderable has no row of its own kind: sets are made by one command that says so.
     if (attr.name == "renderable" && type.isA(KFn::kSet))
         return true;
-    return attr.ownRow && attr.parent < 0 && !attr.isArray() && !attr.readOnly() &&
-           !(attr.flags & kAttrNotStored) && (attr.isNumeric() || attr.kind == AttrKind::Text);
+    if (!attr.ownRow || attr.parent >= 0 || attr.readOnly() || (attr.flags & kAttrNotStored))
+        return false;
+    return attr.isArray() ? attr.isTextArray() : attr.isNumeric() || attr.kind == AttrKind::Text;
 }
 
 inline int componentCount(const Attr& attr)
 {
     return attr.childCount > 0 ? attr.childCount : 1;
-}
-
-/// Whether all values are finite; one pass that the compiler makes a vector loop of.
-inline bool allFinite(const float* values, size_t count)
-{
-    uint32_t bad = 0;
-    for (size_t i = 0; i < count; ++i) {
-        uint32_t bits;
-        __builtin_memcpy(&bits, values + i, sizeof bits);
-        bad |= static_cast<uint32_t>((bits & 0x7f800000u) == 0x7f800000u);
-    }
-    return bad == 0;
-}
-inline bool allFinite(const PodVector<float>& values)
-{
-    return allFinite(values.data(), values.size());
 }
 
 inline bool isEmpty(const MeshData& mesh)

@@ -139,13 +139,15 @@ private:
             PlugKey plug;
             plug.node = node.id;
             if (attr.kind == AttrKind::Text) {
-                plug.attr = index;
                 std::string value;
-                _scene.text(plug, value);
-                if (value.find('\0') != std::string::npos)
-                    return refuse(_scene.name(node) + "." + attr.name + " holds a zero byte");
-                if (!_sink.text(index, value))
+                plug.attr = index;
+                if (attr.isTextArray()) {
+                    for (const auto& element : node.values->arrays[static_cast<size_t>(attr.slot)])
+                        if (!text(node, index, element.first, element.second))
+                            return false;
+                } else if (!_scene.text(plug, value) || !text(node, index, -1, value)) {
                     return false;
+                }
                 continue;
             }
             _values.clear();
@@ -161,6 +163,13 @@ private:
                 return false;
         }
         return true;
+    }
+
+    bool text(const Node& node, int attr, int32_t element, const std::string& value)
+    {
+        if (value.find('\0') != std::string::npos)
+            return refuse(_scene.name(node) + "." + node.type->attr(attr).name + " holds a zero byte");
+        return _sink.text(attr, element, value);
     }
 
     bool writeMesh(MeshNode& node)

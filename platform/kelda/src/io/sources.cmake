@@ -11,6 +11,7 @@ set(keldaIoSources
   src/io/FileIO.cpp
   src/io/ForeignImport.cpp
   src/io/ForeignTree.cpp
+  src/io/ImageFolder.cpp
   src/io/SafeFile.cpp
   src/io/SceneBuilder.cpp
   src/io/SceneWalk.cpp

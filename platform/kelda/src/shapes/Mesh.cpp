@@ -15,10 +15,7 @@ MeshNode::~MeshNode()
 
 // -- Checks ---------------------------------------------------------------------------------------
 
-namespace
-{
-
-/// All ids in lowest..count - 1. One comparison for each: negative numbers become large ones.
+// One comparison for each: negative numbers become large ones.
 bool idsInRange(const PodVector<int32_t>& ids, int32_t lowest, size_t count)
 {
     const uint32_t span = static_cast<uint32_t>(count) + static_cast<uint32_t>(-lowest);
@@ -27,16 +24,6 @@ bool idsInRange(const PodVector<int32_t>& ids, int32_t lowest, size_t count)
         bad |= static_cast<uint32_t>(id) - static_cast<uint32_t>(lowest) >= span ? 1u : 0u;
     return bad == 0;
 }
-
-bool allFinite(const PodVector<float>& values)
-{
-    float sum = 0;
-    for (float v : values)
-        sum += v * 0.0f; // NaN from anything that is not finite
-    return sum == 0;
-}
-
-} // namespace
 
 const char* checkMesh(const MeshData& mesh)
 {
