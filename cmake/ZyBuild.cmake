@@ -57,7 +57,8 @@ endfunction()
 # zy_add_test(<name> SOURCES <file>... [LIBS <lib>...] [ARGS <arg>...] [TIMEOUT <s>] [OWN_MAIN] [OWN_PROCESSES])
 #
 # A GoogleTest program, registered with ctest under its name. It gets GoogleMock's main() unless OWN_MAIN says that it
-# brings one. OWN_PROCESSES: each of its tests runs in a process of its own, for state that a process has once.
+# brings one. OWN_PROCESSES: each of its tests runs in a process of its own, for state that a process has once. The leak
+# checker knows what is kept on purpose from tests/lsan.supp, in the test and in the programs that it starts.
 function(zy_add_test name)
   cmake_parse_arguments(arg "OWN_MAIN;OWN_PROCESSES" "TIMEOUT" "SOURCES;LIBS;ARGS" ${ARGN})
   if(NOT ZY_BUILD_TESTS)
@@ -72,12 +73,14 @@ function(zy_add_test name)
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300)
   endif()
+  set(environment "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")
   if(arg_OWN_PROCESSES)
     include(GoogleTest)
-    gtest_discover_tests(${name} TEST_PREFIX "${name}." EXTRA_ARGS ${arg_ARGS} PROPERTIES TIMEOUT ${arg_TIMEOUT})
+    gtest_discover_tests(${name} TEST_PREFIX "${name}." EXTRA_ARGS ${arg_ARGS}
+      PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}")
   else()
     add_test(NAME ${name} COMMAND ${name} ${arg_ARGS})
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}")
   endif()
 endfunction()
 

@@ -1,12 +1,13 @@
 // The file type: registration, options, and the start of the SDK. Each test runs in a process of its own,
 // because the first request of a process is the one that starts the SDK.
 
-#include "LoaderTest.h"
+#include "WriterTest.h"
 
 #include <zyKeldaSceneFileType.h>
 
 #include <OpenSG/OSGSceneFileHandler.h>
 #include <kelda/KFileIO.h>
+#include <kelda/KItDag.h>
 #include <kelda/KLibrary.h>
 #include <kelda/testing/KFaults.h>
 
@@ -20,13 +21,22 @@ namespace
 const char initializing[] = "Kelda import: initializing kelda ...";
 const char initialized[] = "Kelda import: kelda initialized.";
 
-class FileType : public LoaderTest
+class FileType : public WriterTest
 {
 protected:
     osg::NodePtr readByName(const std::string& name)
     {
         std::istringstream stream("untouched");
         return zyKeldaSceneFileType::the().read(stream, name.c_str());
+    }
+    /// Exports a group named "group".
+    bool writeByName(const std::string& name)
+    {
+        const osg::NodePtr graph = keep(groupNode("group"));
+        std::ostringstream stream;
+        const bool written = zyKeldaSceneFileType::the().write(graph, stream, name.c_str());
+        EXPECT_EQ("", stream.str()) << "the SDK writes the file itself";
+        return written;
     }
     bool wasSaid(const std::string& channel, const std::string& text) const
     {
@@ -178,5 +188,88 @@ TEST_F(FileType, failedImportShowsOnlyAsANullNode)
 {
     EXPECT_TRUE(readByName(inFolder("missing.kb")) == osg::NullFC);
     EXPECT_EQ("zyKeldaLoader::read : KFileIO::open failed to open 'missing.kb'!", said("log.error").at(0));
+}
+
+// -- write -----------------------------------------------------------------------------------------
+
+TEST_F(FileType, firstWriteStartsTheSdkAndSavesByName)
+{
+    const Printed printed = printedBy([&] { EXPECT_TRUE(writeByName(inFolder("out.ka"))); });
+    EXPECT_TRUE(KLibrary::isInitialized());
+    EXPECT_EQ((std::vector<std::string>{initializing, initialized}), said("log.info"));
+    EXPECT_TRUE(said("log.error").empty());
+    EXPECT_NE(std::string::npos, contentOf("out.ka").find("group"));
+    EXPECT_EQ("writing kelda '" + inFolder("out.ka") + "'\nSetting working linear unit to 'millimeter'.\n",
+              printed.out);
+}
+
+TEST_F(FileType, aWriteAfterAReadDoesNotLogTheInitialisationAgain)
+{
+    const ScopedGraph root(readByName(quadScene("kb")));
+    forgetMessages();
+    printedBy([&] { EXPECT_TRUE(writeByName(inFolder("out.ka"))); });
+    EXPECT_TRUE(messages.empty());
+}
+
+TEST_F(FileType, afterAFailedStartTheWriteGoesOnAndTheNextOneTriesAgain)
+{
+    KFaults::failCall("KLibrary::initialize");
+    printedBy([&] { EXPECT_TRUE(writeByName(inFolder("out.ka"))) << "the writer's answer, unchanged"; });
+    EXPECT_EQ((std::vector<std::string>{"Kelda import: kelda initialisation failed!",
+                                        "KFileIO::saveAs: couldn't export kelda file '" + inFolder("out.ka") +
+                                            "'!"}),
+              said("log.error"));
+    forgetMessages();
+    printedBy([&] { EXPECT_TRUE(writeByName(inFolder("out.ka"))); });
+    EXPECT_TRUE(wasSaid("log.info", initializing));
+    EXPECT_TRUE(wasSaid("log.info", initialized));
+    EXPECT_NE(std::string::npos, contentOf("out.ka").find("group"));
+}
+
+TEST_F(FileType, optionsOfKbServeEveryWrite)
+{
+    osg::SceneFileHandler::the()->setOptions("kb", "units=Foot");
+    osg::SceneFileHandler::the()->setOptions("ka", "units=Mile");
+    for (const char* name : {"out.ka", "out.kb", "out.KA"}) {
+        const Printed printed = printedBy([&] { writeByName(inFolder(name)); });
+        EXPECT_NE(std::string::npos, printed.out.find("unit to 'foot'")) << name;
+    }
+}
+
+TEST_F(FileType, withOptionsForKaAloneAWriteHasNone)
+{
+    osg::SceneFileHandler::the()->setOptions("ka", "units=Mile");
+    ASSERT_EQ(nullptr, osg::SceneFileHandler::the()->getOptions("kb"));
+    const Printed printed = printedBy([&] { writeByName(inFolder("out.ka")); });
+    EXPECT_NE(std::string::npos, printed.out.find("unit to 'millimeter'"));
+}
+
+TEST_F(FileType, anEmptyFileNameIsNotWrittenAndTouchesNoScene)
+{
+    KLibrary::initialize("test", true);
+    makeTransform("stays");
+    const Printed printed = printedBy([&] { EXPECT_FALSE(writeByName("")); });
+    EXPECT_EQ("", printed.out);
+    EXPECT_TRUE(wasSaid("log.info", initialized)) << "the start comes before";
+    EXPECT_TRUE(exists("stays"));
+}
+
+TEST_F(FileType, aFailedSaveIsLoggedAndAnswersTrue)
+{
+    printedBy([&] { EXPECT_TRUE(writeByName(inFolder("missing/out.kb"))); });
+    EXPECT_EQ("KFileIO::saveAs: couldn't export kelda file '" + inFolder("missing/out.kb") + "'!",
+              said("log.error").at(0));
+}
+
+TEST_F(FileType, writeByNameThroughTheHandlerArrivesHere)
+{
+    const osg::NodePtr graph = keep(groupNode("car", {shapeNode("body", triangle())}));
+    for (const char* name : {"out.ka", "out.kb"}) {
+        printedBy(
+            [&] { EXPECT_TRUE(osg::SceneFileHandler::the()->write(graph, inFolder(name).c_str())) << name; });
+        const ScopedGraph back(osg::SceneFileHandler::the()->read(inFolder(name).c_str()));
+        ASSERT_TRUE(back.get() != osg::NullFC) << name;
+        EXPECT_TRUE(geometryOf(nodeAt(back.get(), {"car", "body"})) != osg::NullFC) << name;
+    }
 }
 } // namespace

@@ -1,6 +1,7 @@
 #include "zyKeldaSceneFileType.h"
 
 #include "zyKeldaLoader.h"
+#include "zyKeldaWriter.h"
 
 #include <OpenSG/OSGSceneFileHandler.h>
 #include <kelda/KLibrary.h>
@@ -8,7 +9,6 @@
 #include <zyUtils/zyLog.h>
 
 #include <cstdlib>
-#include <string>
 
 // The order matters: options are looked up under the first suffix.
 const osg::Char8* zyKeldaSceneFileType::_suffixA[] = {"kb", "ka"};
@@ -49,14 +49,20 @@ const osg::Char8* zyKeldaSceneFileType::getName() const
 osg::NodePtr zyKeldaSceneFileType::read(std::istream&, const osg::Char8* fileName) const
 {
     initializeKelda();
+    return zyKeldaLoader::read(std::string(fileName != nullptr ? fileName : ""), storedOptions());
+}
 
-    // Deliberate: the options of "ka" are never looked at; one option set serves both forms.
-    std::string options;
+bool zyKeldaSceneFileType::write(const osg::NodePtr& node, std::ostream&, const osg::Char8* fileName) const
+{
+    initializeKelda();
+    return zyKeldaWriter::write(node, std::string(fileName != nullptr ? fileName : ""), storedOptions());
+}
+
+// Deliberate: the options of "ka" are never looked at; one option set serves both forms.
+std::string zyKeldaSceneFileType::storedOptions() const
+{
     const osg::Char8* stored = osg::SceneFileHandler::the()->getOptions(_suffixA[0]);
-    if (stored != nullptr)
-        options = stored;
-
-    return zyKeldaLoader::read(std::string(fileName != nullptr ? fileName : ""), options);
+    return stored != nullptr ? stored : "";
 }
 
 void zyKeldaSceneFileType::initializeKelda() const
