@@ -44,7 +44,7 @@ void Document::finish(ExitCode exit)
     for (const Issue& issue : _context.issues) {
         _json.beginObject();
         _json.member("code", issue.code);
-        _json.member("severity", issue.severity == Issue::Error ? "error" : "warning");
+        _json.member("severity", nameOf(issue.severity));
         const auto optional = [this](const char* key, const std::string& text) {
             _json.key(key);
             if (text.empty())

@@ -1,5 +1,6 @@
 #include "ImportOptions.h"
 
+#include "OptionText.h"
 #include "Text.h"
 
 #include <CLI/CLI.hpp>
@@ -26,7 +27,11 @@ const std::array<const char*, 2> specialImportUnits = {"Ignore", "KeldaUnits"};
 void ImportOptions::addTo(CLI::App& app)
 {
     const std::string group = "Import options";
-    app.add_option("--import-units", _units, "Target unit: " + knownUnits())->type_name("U")->group(group);
+    app.add_option_function<std::string>(
+           "--import-units", [this](const std::string& unit) { _units = unit; },
+           "Target unit: " + knownUnits())
+        ->type_name("U")
+        ->group(group);
     for (std::size_t i = 0; i < importSwitches.size(); ++i) {
         const ImportSwitch& row = importSwitches[i];
         app.add_flag(row.flag, _switches[i], std::string(row.effect) + " (" + row.word + ")")->group(group);
@@ -40,38 +45,24 @@ void ImportOptions::addTo(CLI::App& app)
 
 std::string ImportOptions::text() const
 {
-    // The separator ends a unit name, which is a run of letters.
     std::string result;
-    const auto add = [&result](const std::string& word) {
-        if (!result.empty())
-            result += ';';
-        result += word;
-    };
-    if (!_units.empty())
-        add(importUnitsWord + _units);
+    if (_units)
+        addWord(result, importUnitsWord + *_units);
     for (std::size_t i = 0; i < importSwitches.size(); ++i) {
         if (_switches[i])
-            add(importSwitches[i].word);
+            addWord(result, importSwitches[i].word);
     }
     for (const std::string& word : _raw)
-        add(word);
+        addWord(result, word);
     return result;
 }
 
 bool ImportOptions::asksForUnknownUnit(std::string& unit) const
 {
-    const std::string all = text();
-    const std::string::size_type key = all.find(importUnitsWord);
-    if (key == std::string::npos)
+    bool found = false;
+    unit = unitBehind(text(), importUnitsWord, found);
+    if (!found)
         return false;
-    unit.clear();
-    for (std::string::size_type i = key + sizeof(importUnitsWord) - 1; i < all.size(); ++i) {
-        const char c = lowerCase(all.substr(i, 1))[0];
-        if (c < 'a' || c > 'z')
-            break;
-        unit += all[i];
-    }
-
     for (const char* known : specialImportUnits) {
         if (unit == known)
             return false;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,7 +47,7 @@ public:
     bool asksForUnknownUnit(std::string& unit) const;
 
 private:
-    std::string _units;
+    std::optional<std::string> _units; ///< as given, which may be empty
     std::array<bool, importSwitchCount> _switches{};
     std::vector<std::string> _raw;
 };

@@ -12,9 +12,9 @@ class Output;
 /// Writes one JSON document as it is told, without holding it: nesting costs one byte for each level, so that
 /// a tree of any depth and arrays of any length can be written.
 ///
-/// The same calls give the same bytes. Numbers are in the shortest form that reads back exactly; JSON has no
-/// other floats than finite ones, the others are the strings "nan", "inf" and "-inf". Bytes that are not
-/// UTF-8 become U+FFFD.
+/// The same calls give the same bytes. A number has as many digits as its value needs to be told from all
+/// others of its type. JSON has no other floats than finite ones, the others are the strings "nan", "inf" and
+/// "-inf". Bytes that are not UTF-8 become U+FFFD.
 class JsonWriter
 {
 public:

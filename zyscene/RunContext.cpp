@@ -8,13 +8,28 @@
 namespace zyscene
 {
 
+const char* nameOf(Issue::Severity severity)
+{
+    switch (severity) {
+    case Issue::Note:
+        return "note";
+    case Issue::Warning:
+        return "warning";
+    case Issue::Error:
+        return "error";
+    }
+    return "";
+}
+
 void RunContext::report(Issue issue)
 {
     const std::string text = issue.file.empty() ? issue.message : issue.file + ": " + issue.message;
     if (issue.severity == Issue::Error)
         console.error(text);
-    else
+    else if (issue.severity == Issue::Warning)
         console.warning(text);
+    else
+        console.note(text);
     keep(std::move(issue));
 }
 

@@ -13,7 +13,7 @@ class JsonWriter;
 
 /// Something that the user has to know about a file. The codes are stable: scripts look for them.
 struct Issue {
-    enum Severity { Warning, Error };
+    enum Severity { Note, Warning, Error };
 
     const char* code; ///< "file-missing", "node-skipped", ...
     Severity severity;
@@ -22,13 +22,16 @@ struct Issue {
     std::string message;
 };
 
+/// "note", "warning", "error"
+const char* nameOf(Issue::Severity severity);
+
 /// One run of the program: the streams, what the user asked for all commands, and what went wrong so far.
 struct RunContext {
     Console console;
     bool json = false; ///< the result is one JSON document
     std::vector<Issue> issues;
 
-    /// Keeps the issue for the document and shows it on standard error.
+    /// Keeps the issue for the document and shows it on standard error; a note only with -v.
     void report(Issue issue);
     /// Keeps the issue for the document only: standard error has its text already.
     void keep(Issue issue) { issues.push_back(std::move(issue)); }

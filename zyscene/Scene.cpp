@@ -162,23 +162,6 @@ bool graphComplaint(const Message& message, std::string& text)
     }
     return false;
 }
-
-// A reason that begins with the file's name, and says that the file cannot be used, without both: the line
-// that it becomes part of begins with them. A place in the file stays behind its name.
-std::string withoutFileName(const std::string& reason, const std::string& name)
-{
-    const std::string start = name + ": ";
-    if (reason.compare(0, start.size(), start) != 0)
-        return reason;
-    for (const char* verb : {"cannot be imported: ", "cannot be opened: ", "cannot be read: "}) {
-        const std::string whole = start + verb;
-        if (reason.compare(0, whole.size(), whole) == 0)
-            return reason.substr(whole.size());
-    }
-    const std::string rest = reason.substr(start.size());
-    return rest.compare(0, 3, "is ") == 0 ? "it " + rest : rest;
-}
-
 } // namespace
 
 std::string reasonOf(const std::vector<Message>& messages, const Message*& used)
@@ -204,6 +187,21 @@ std::string reasonOf(const std::vector<Message>& messages, const Message*& used)
         }
     }
     return "no reason was given";
+}
+
+std::string withoutFileName(const std::string& reason, const std::string& name)
+{
+    const std::string start = name + ": ";
+    if (reason.compare(0, start.size(), start) != 0)
+        return reason;
+    for (const char* verb : {"cannot be imported: ", "cannot be opened: ", "cannot be read: ",
+                             "cannot be saved: ", "cannot be written: "}) {
+        const std::string whole = start + verb;
+        if (reason.compare(0, whole.size(), whole) == 0)
+            return reason.substr(whole.size());
+    }
+    const std::string rest = reason.substr(start.size());
+    return rest.compare(0, 3, "is ") == 0 ? "it " + rest : rest;
 }
 
 void stripDirectory(std::string& text, const std::string& directory)

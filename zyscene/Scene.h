@@ -47,6 +47,10 @@ void stripDirectory(std::string& text, const std::string& directory);
 /// @param used set to the message that gave the reason; null when none did
 std::string reasonOf(const std::vector<Message>& messages, const Message*& used);
 
+/// A reason that begins with the file's name, and says that the file cannot be used, without both: the line
+/// that it becomes part of begins with them. A place in the file stays behind its name.
+std::string withoutFileName(const std::string& reason, const std::string& name);
+
 /// "log.error: ...", made printable.
 std::string lineOf(const Message& message);
 
@@ -57,6 +61,11 @@ class SceneReader
 public:
     /// @param context gets what is to be said; must outlive the reader
     SceneReader(RunContext& context, const ImportOptions& options);
+    /// @param optionText as the module gets it
+    SceneReader(RunContext& context, std::string optionText)
+        : _context(context), _options(std::move(optionText))
+    {
+    }
 
     /// Whether somebody reads files of this name.
     static bool canRead(const std::string& file);

@@ -26,6 +26,7 @@ namespace
 const CommandRow commands[] = {
     {"info", "What is in scenes, as the host sees them after import", &makeInfoCommand},
     {"convert", "Read a scene and write it in another form", &makeConvertCommand},
+    {"diff", "What two scenes draw differently", &makeDiffCommand},
     {"formats", "Suffixes that are read and written, and by whom", &makeFormatsCommand},
     {"options", "Option words of the module, their defaults and effects", &makeOptionsCommand},
     {"version", "Versions of the module, the platform and the libraries", &makeVersionCommand},
@@ -34,7 +35,8 @@ const CommandRow commands[] = {
 const char footer[] = "Exit status:\n"
                       "  0  done\n"
                       "  1  failed: unreadable input, failed save\n"
-                      "  2  wrong usage, or a suffix that nobody handles; nothing was touched\n"
+                      "  2  arguments that make no sense, or a suffix without a format\n"
+                      "  3  what was compared differs\n"
                       "  4  several files: some done, some failed\n"
                       "\n"
                       "The result goes to standard output, everything else to standard error.";

@@ -39,8 +39,9 @@ void readAll(int out, int err, Outcome& run)
     }
 }
 
-Outcome start(const std::vector<std::string>& arguments, const std::string& directory,
-              const std::vector<std::string>& environment, int errRead, int errWrite)
+Outcome start(const std::string& program, const std::vector<std::string>& arguments,
+              const std::string& directory, const std::vector<std::string>& environment, unsigned int user,
+              int errRead, int errWrite)
 {
     Outcome run;
     int out[2];
@@ -49,7 +50,6 @@ Outcome start(const std::vector<std::string>& arguments, const std::string& dire
         return run;
     }
     std::vector<char*> argv;
-    const std::string program = ZYSCENE_PROGRAM;
     argv.push_back(const_cast<char*>(program.c_str()));
     for (const std::string& argument : arguments)
         argv.push_back(const_cast<char*>(argument.c_str()));
@@ -64,6 +64,8 @@ Outcome start(const std::vector<std::string>& arguments, const std::string& dire
         ::dup2(null, STDIN_FILENO);
         for (const std::string& setting : environment)
             ::putenv(const_cast<char*>(setting.c_str()));
+        if (user != 0 && ::setuid(user) != 0)
+            ::_exit(127);
         if (::chdir((directory.empty() ? testFolder() : directory).c_str()) == 0)
             ::execv(argv[0], argv.data());
         ::_exit(127);
@@ -81,15 +83,22 @@ Outcome start(const std::vector<std::string>& arguments, const std::string& dire
 }
 } // namespace
 
-Outcome runZyscene(const std::vector<std::string>& arguments, const std::string& directory,
-                   const std::vector<std::string>& environment)
+Outcome runProgram(const std::string& program, const std::vector<std::string>& arguments,
+                   const std::string& directory, const std::vector<std::string>& environment,
+                   unsigned int user)
 {
     int err[2];
     if (::pipe2(err, O_CLOEXEC) != 0) {
         ADD_FAILURE() << "no pipe";
         return {};
     }
-    return start(arguments, directory, environment, err[0], err[1]);
+    return start(program, arguments, directory, environment, user, err[0], err[1]);
+}
+
+Outcome runZyscene(const std::vector<std::string>& arguments, const std::string& directory,
+                   const std::vector<std::string>& environment)
+{
+    return runProgram(ZYSCENE_PROGRAM, arguments, directory, environment);
 }
 
 Outcome runZysceneOnTerminal(const std::vector<std::string>& arguments)
@@ -100,7 +109,7 @@ Outcome runZysceneOnTerminal(const std::vector<std::string>& arguments)
         return {};
     }
     const int slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    return start(arguments, "", {}, master, slave);
+    return start(ZYSCENE_PROGRAM, arguments, "", {}, 0, master, slave);
 }
 
 TemporaryFolder::TemporaryFolder()

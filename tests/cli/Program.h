@@ -18,6 +18,11 @@ struct Outcome {
 Outcome runZyscene(const std::vector<std::string>& arguments, const std::string& directory = "",
                    const std::vector<std::string>& environment = {});
 
+/// Runs another program in the same way, as another user if that is not 0.
+Outcome runProgram(const std::string& program, const std::vector<std::string>& arguments,
+                   const std::string& directory = "", const std::vector<std::string>& environment = {},
+                   unsigned int user = 0);
+
 /// Runs it with standard error (and only that) on a terminal. `err` is what the terminal got.
 Outcome runZysceneOnTerminal(const std::vector<std::string>& arguments);
 

@@ -1,10 +1,13 @@
 #include "Scenes.h"
 
 #include <OpenSG/OSGBaseFunctions.h>
+#include <OpenSG/OSGGeometry.h>
 #include <OpenSG/OSGGroup.h>
 #include <OpenSG/OSGNode.h>
 #include <OpenSG/OSGSceneFileHandler.h>
 #include <OpenSG/OSGSimpleAttachments.h>
+#include <OpenSG/OSGSimpleGeometry.h>
+#include <OpenSG/OSGSwitch.h>
 #include <kelda/KFileIO.h>
 #include <kelda/KLibrary.h>
 #include <kelda/KStatus.h>
@@ -15,13 +18,6 @@
 
 namespace
 {
-void save(const osg::NodePtr& root, const std::string& file)
-{
-    osg::addRefCP(root);
-    EXPECT_TRUE(osg::SceneFileHandler::the()->write(root, file.c_str())) << file;
-    osg::subRefCP(root);
-}
-
 void startGraph()
 {
     static const bool started = osg::osgInit(0, nullptr);
@@ -43,6 +39,76 @@ void saveAsBinary(const std::string& ascii, const std::string& binary)
     KFileIO::newFile(true);
 }
 
+osg::NodePtr makeNode(const std::string& name, const osg::NodeCorePtr& core,
+                      const std::vector<osg::NodePtr>& children)
+{
+    const osg::NodePtr node = osg::makeNodeFor(core);
+    osg::setName(node, name);
+    const osg::CPEditor edit(node, osg::Node::ChildrenFieldMask);
+    for (const osg::NodePtr& child : children)
+        node->addChild(child);
+    return node;
+}
+
+osg::NodePtr makeGroup(const std::string& name, const std::vector<osg::NodePtr>& children)
+{
+    return makeNode(name, osg::Group::create(), children);
+}
+
+osg::NodePtr makeSwitch(const std::string& name, int choice, const std::vector<osg::NodePtr>& children)
+{
+    const osg::SwitchPtr core = osg::Switch::create();
+    const osg::CPEditor edit(core, osg::Switch::ChoiceFieldMask);
+    core->setChoice(choice);
+    return makeNode(name, core, children);
+}
+
+osg::NodePtr makeTriangle(const std::string& name, float x, bool withNormals)
+{
+    const osg::GeoPTypesUI8Ptr types = osg::GeoPTypesUI8::create();
+    const osg::GeoPLengthsUI32Ptr lengths = osg::GeoPLengthsUI32::create();
+    const osg::GeoIndicesUI32Ptr indices = osg::GeoIndicesUI32::create();
+    const osg::GeoPositions3fPtr positions = osg::GeoPositions3f::create();
+    const osg::GeoNormals3fPtr normals = osg::GeoNormals3f::create();
+    {
+        const osg::CPEditor editTypes(types);
+        const osg::CPEditor editLengths(lengths);
+        const osg::CPEditor editIndices(indices);
+        const osg::CPEditor editPositions(positions);
+        const osg::CPEditor editNormals(normals);
+        types->addValue(GL_TRIANGLES);
+        lengths->addValue(3);
+        for (osg::UInt32 i = 0; i < 3; ++i) {
+            indices->addValue(i);
+            positions->addValue(osg::Pnt3f(x + float(i % 2), float(i / 2), 0));
+            normals->addValue(osg::Vec3f(0, 0.6f, 0.8f));
+        }
+    }
+    const osg::GeometryPtr core = osg::Geometry::create();
+    const osg::CPEditor edit(core);
+    core->setTypes(types);
+    core->setLengths(lengths);
+    core->setIndices(indices);
+    core->setPositions(positions);
+    if (withNormals)
+        core->setNormals(normals);
+    return makeNode(name, core);
+}
+
+osg::NodePtr makeUse(const std::string& name, const osg::NodePtr& other)
+{
+    return makeNode(name, other->getCore());
+}
+
+void saveScene(const osg::NodePtr& root, const std::string& file)
+{
+    startGraph();
+    osg::addRefCP(root);
+    EXPECT_TRUE(osg::SceneFileHandler::the()->write(root, file.c_str())) << file;
+    osg::NodePtr held = root;
+    osg::subRefCP(held);
+}
+
 void saveDeepTree(unsigned int levels, const std::string& file)
 {
     startGraph();
@@ -54,7 +120,7 @@ void saveDeepTree(unsigned int levels, const std::string& file)
         parent->addChild(child);
         parent = child;
     }
-    save(root, file);
+    saveScene(root, file);
 }
 
 void saveNamedNode(const std::string& name, const std::string& file)
@@ -62,5 +128,5 @@ void saveNamedNode(const std::string& name, const std::string& file)
     startGraph();
     const osg::NodePtr root = osg::makeCoredNode<osg::Group>();
     osg::setName(root, name);
-    save(root, file);
+    saveScene(root, file);
 }

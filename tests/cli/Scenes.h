@@ -1,6 +1,9 @@
 #pragma once
 
+#include <OpenSG/OSGNode.h>
+
 #include <string>
+#include <vector>
 
 /// Scene files that are made where a test needs them. A failure is a failure of the test.
 
@@ -15,3 +18,18 @@ void saveDeepTree(unsigned int levels, const std::string& file);
 
 /// One node with a group core and this name.
 void saveNamedNode(const std::string& name, const std::string& file);
+
+// -- Graphs to save ----------------------------------------------------------------------------------
+
+osg::NodePtr makeNode(const std::string& name, const osg::NodeCorePtr& core,
+                      const std::vector<osg::NodePtr>& children = {});
+osg::NodePtr makeGroup(const std::string& name, const std::vector<osg::NodePtr>& children);
+/// @param choice place of the child that is shown; -1: none, -2: all
+osg::NodePtr makeSwitch(const std::string& name, int choice, const std::vector<osg::NodePtr>& children);
+/// One triangle at this x.
+osg::NodePtr makeTriangle(const std::string& name, float x, bool withNormals = true);
+/// A further node with the core of another.
+osg::NodePtr makeUse(const std::string& name, const osg::NodePtr& other);
+
+/// Saves a graph in the form of the suffix and lets go of it.
+void saveScene(const osg::NodePtr& root, const std::string& file);

@@ -31,6 +31,8 @@ struct PrimitiveSum {
 
 // -- The collection ----------------------------------------------------------------------------------
 
+constexpr std::uintmax_t smallModel = 2000; // bytes
+
 std::string modelFolder()
 {
     return ZY_MODELS_DIR;
@@ -268,6 +270,32 @@ TEST(DamagedModel, drawsWhatRepairLeaves)
     expectDrawn(document, 0, path);
     EXPECT_EQ(2, document["results"][0]["statistics"]["drawn"]["triangles"]);
     EXPECT_EQ(1u, document["issues"].size());
+}
+
+/// Whether a comparison that knows of no losses finds nothing.
+void expectSame(const std::string& file, const std::string& copy)
+{
+    const Outcome run = runZyscene({"diff", file, copy}, modelFolder());
+    EXPECT_EQ(0, run.exit) << file << " and " << copy << "\n" << run.out << run.err;
+}
+
+TEST_F(CollectedModels, areExportedWhole)
+{
+    const TemporaryFolder folder;
+    for (const std::string& file : readable) {
+        const std::string binary = folder / "copy.kb";
+        const Outcome run = runZyscene({"--json", "convert", "--verify", file, binary}, modelFolder());
+        EXPECT_EQ(0, run.exit) << file << "\n" << run.err;
+        const json document = json::parse(run.out);
+        EXPECT_EQ(json::array(), document["results"][0]["differences"]) << file;
+        expectSame(file, binary);
+
+        if (std::filesystem::file_size(modelFolder() + "/" + file) > smallModel)
+            continue;
+        const std::string ascii = folder / "copy.ka";
+        EXPECT_EQ(0, runZyscene({"convert", file, ascii}, modelFolder()).exit) << file;
+        expectSame(file, ascii);
+    }
 }
 
 // -- Broken ones -------------------------------------------------------------------------------------

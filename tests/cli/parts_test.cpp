@@ -7,7 +7,6 @@
 #include "JsonWriter.h"
 #include "Output.h"
 #include "Progress.h"
-#include "Staging.h"
 #include "Text.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +14,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <functional>
@@ -215,69 +213,5 @@ TEST(ProgressBar, isOnlyForTerminals)
 {
     EXPECT_EQ("", barOf(std::chrono::milliseconds(700), zyscene::When::Auto));
     EXPECT_EQ("", barOf(std::chrono::milliseconds(700), zyscene::When::Never));
-}
-// -- Saving ------------------------------------------------------------------------------------------
-
-TEST(StagedFile, isInPlaceOnlyAfterCommit)
-{
-    const TemporaryFolder folder;
-    writeFile(folder / "a.osb", "old");
-    zyscene::StagedFile staged(folder / "a.osb");
-    ASSERT_EQ("", staged.open());
-    writeFile(staged.path(), "new");
-    EXPECT_EQ("old", readFile(folder / "a.osb"));
-    EXPECT_EQ("", staged.commit(true));
-    EXPECT_EQ("new", readFile(folder / "a.osb"));
-}
-
-TEST(StagedFile, refusesWhatWasNotWritten)
-{
-    const TemporaryFolder folder;
-    writeFile(folder / "a.osb", "old");
-    {
-        zyscene::StagedFile staged(folder / "a.osb");
-        ASSERT_EQ("", staged.open());
-        EXPECT_NE("", staged.commit(true));
-        writeFile(staged.path(), "");
-        EXPECT_EQ("was written empty", staged.commit(true));
-    }
-    EXPECT_EQ("old", readFile(folder / "a.osb"));
-    EXPECT_EQ(std::vector<std::string>{"a.osb"}, folder.names());
-}
-
-TEST(StagedFile, withoutReplacingLosesAgainstAFileThatCameMeanwhile)
-{
-    const TemporaryFolder folder;
-    {
-        zyscene::StagedFile staged(folder / "a.osb");
-        ASSERT_EQ("", staged.open());
-        writeFile(staged.path(), "new");
-        writeFile(folder / "a.osb", "came meanwhile");
-        EXPECT_THAT(staged.commit(false), HasSubstr("File exists"));
-    }
-    EXPECT_EQ("came meanwhile", readFile(folder / "a.osb"));
-    EXPECT_EQ(std::vector<std::string>{"a.osb"}, folder.names());
-}
-
-TEST(StagedFile, leavesNothingBehindWhenASignalEndsTheProcess)
-{
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        const TemporaryFolder folder;
-        writeFile(folder / "a.osb", "old");
-        const pid_t child = ::fork();
-        if (child == 0) {
-            zyscene::StagedFile staged(folder / "a.osb");
-            if (!staged.open().empty())
-                ::_exit(1);
-            writeFile(staged.path(), "half of the ne");
-            ::raise(signal);
-            ::_exit(2);
-        }
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << signal;
-        EXPECT_EQ("old", readFile(folder / "a.osb"));
-        EXPECT_EQ(std::vector<std::string>{"a.osb"}, folder.names());
-    }
 }
 } // namespace

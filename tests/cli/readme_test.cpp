@@ -48,19 +48,23 @@ TEST(Readme, callsWork)
     std::filesystem::copy(projectFolder() + "/examples", folder / "examples",
                           std::filesystem::copy_options::recursive);
     const std::vector<std::vector<std::string>> calls = callsOfReadme();
-    EXPECT_GE(calls.size(), 7u);
+    EXPECT_GE(calls.size(), 10u);
     for (const std::vector<std::string>& arguments : calls) {
         std::string call = "zyscene";
         for (const std::string& argument : arguments)
             call += " " + argument;
         const Outcome run = runZyscene(arguments, folder.path());
         EXPECT_EQ(0, run.exit) << call << "\n" << run.err;
-        EXPECT_EQ("", run.err) << call;
         EXPECT_NE("", run.out) << call;
-        if (arguments[0] == "convert") {
-            EXPECT_GT(std::filesystem::file_size(folder / arguments[2]), 1000u) << call;
-            EXPECT_EQ(0, runZyscene({"info", arguments[2]}, folder.path()).exit) << call;
+        if (arguments[0] != "convert") {
+            EXPECT_EQ("", run.err) << call;
+            continue;
         }
+        // Not all of the car can be exported.
+        const std::string& target = arguments.back();
+        EXPECT_TRUE(run.err.empty() || run.err.find("zyscene: warning: " + target) == 0) << run.err;
+        EXPECT_GT(std::filesystem::file_size(folder / target), 1000u) << call;
+        EXPECT_EQ(0, runZyscene({"info", target}, folder.path()).exit) << call;
     }
 }
 

@@ -13,7 +13,7 @@ using ::testing::StartsWith;
 
 namespace
 {
-const char* const commandNames[] = {"info", "convert", "formats", "options", "version"};
+const char* const commandNames[] = {"info", "convert", "diff", "formats", "options", "version"};
 
 // -- Help --------------------------------------------------------------------------------------------
 
@@ -49,6 +49,14 @@ TEST(Help, ofInfoAndConvertHasAFlagForEachImportOption)
                                  "--as-shadow", "--no-shadow-merge", "--material-library", "--import-option"})
             EXPECT_THAT(run.out, HasSubstr(flag)) << command;
     }
+}
+
+TEST(Help, ofConvertHasAFlagForEachOfItsOptions)
+{
+    const Outcome run = runZyscene({"convert", "--help"});
+    for (const char* flag :
+         {"--units", "--export-option", "--verify", "--no-clobber", "--loss-report", "Millimeter"})
+        EXPECT_THAT(run.out, HasSubstr(flag));
 }
 
 TEST(Help, comesToStandardErrorWhenNothingWasAskedFor)
@@ -98,16 +106,21 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCall{{"convert", "x.xyz", "y.osb"}, "suffix 'xyz'"},
         WrongCall{{"convert", "good/two_meshes.ka", "y.xyz"}, "suffix 'xyz'"},
         WrongCall{{"convert", "good/two_meshes.ka", "y"}, "no suffix"},
-        WrongCall{{"convert", "good/two_meshes.ka", "y.ka"}, "suffix 'ka'"},
-        WrongCall{{"convert", "good/two_meshes.ka", "y.KB"}, "suffix 'kb'"}));
+        WrongCall{{"convert", "good/two_meshes.ka", "y.glb"}, "suffix 'glb'"},
+        WrongCall{{"convert", "good/two_meshes.ka", "y.kb.gz"}, "suffix 'gz'"},
+        WrongCall{{"convert", "good/two_meshes.ka", "y.kb", "--units"}, "--units"},
+        WrongCall{{"convert", "good/two_meshes.ka", "y.kb", "--loss-report", "-"}, "file of its own"},
+        WrongCall{{"convert", "good/two_meshes.ka", "y.kb", "--loss-report", "./y.kb"}, "file of its own"},
+        WrongCall{{"convert", "good/two_meshes.ka", "y.kb", "--loss-report", "bad/../good/two_meshes.ka"},
+                  "file of its own"}));
 
 TEST(WrongUsage, touchesNoFile)
 {
     const TemporaryFolder folder;
-    writeFile(folder / "old.ka", "precious");
-    EXPECT_EQ(2, runZyscene({"convert", testFolder() + "/good/two_meshes.ka", folder / "old.ka"}).exit);
-    EXPECT_EQ("precious", readFile(folder / "old.ka"));
-    EXPECT_EQ(std::vector<std::string>{"old.ka"}, folder.names());
+    writeFile(folder / "old.glb", "precious");
+    EXPECT_EQ(2, runZyscene({"convert", testFolder() + "/good/two_meshes.ka", folder / "old.glb"}).exit);
+    EXPECT_EQ("precious", readFile(folder / "old.glb"));
+    EXPECT_EQ(std::vector<std::string>{"old.glb"}, folder.names());
 }
 
 TEST(WrongUsage, ofASuffixIsADocumentWithJson)
@@ -148,7 +161,7 @@ TEST(Formats, sayWhoReadsAndWhoWrites)
         bySuffix[row["suffix"].get<std::string>()] = row;
     for (const char* suffix : {"ka", "kb"}) {
         EXPECT_EQ(true, bySuffix[suffix]["read"]);
-        EXPECT_EQ(false, bySuffix[suffix]["write"]);
+        EXPECT_EQ(true, bySuffix[suffix]["write"]);
         EXPECT_EQ("Kelda Scene", bySuffix[suffix]["by"]);
     }
     EXPECT_EQ(true, bySuffix["osb"]["read"]);
@@ -161,7 +174,7 @@ TEST(Formats, sayWhoReadsAndWhoWrites)
     const Outcome text = runZyscene({"formats"});
     EXPECT_EQ(0, text.exit);
     EXPECT_THAT(text.out, ::testing::ContainsRegex("osb +read +write"));
-    EXPECT_THAT(text.out, ::testing::ContainsRegex("ka +read +Kelda Scene"));
+    EXPECT_THAT(text.out, ::testing::ContainsRegex("ka +read +write +Kelda Scene"));
 }
 
 TEST(Options, listTheWordsAndUnits)
@@ -169,7 +182,7 @@ TEST(Options, listTheWordsAndUnits)
     const Outcome text = runZyscene({"options"});
     EXPECT_EQ(0, text.exit);
     const auto document = nlohmann::json::parse(runZyscene({"options", "--json"}).out);
-    for (const char* word : {"importunits=", "multitextureEnvCombiner=true",
+    for (const char* word : {"units=", "importunits=", "multitextureEnvCombiner=true",
                              "forceGrayscaleShadowTexture=false", "autoLoadShadowGeometry=false",
                              "shadowGeometry=true", "shadowMerge=false", "useLocalMaterialLibrary=true"}) {
         EXPECT_THAT(text.out, HasSubstr(word));
@@ -178,7 +191,11 @@ TEST(Options, listTheWordsAndUnits)
             listed = listed || row["word"] == word;
         EXPECT_TRUE(listed) << word;
     }
-    for (const char* unit : {"Inch", "Kilometer", "Ignore", "KeldaUnits"})
+    for (const char* unit : {"Inch", "Kilometer", "Ignore", "KeldaUnits", " km"})
         EXPECT_THAT(text.out, HasSubstr(unit));
+    const auto& units = document["results"].back();
+    EXPECT_EQ("export", units["direction"]);
+    EXPECT_EQ("units=", units["word"]);
+    EXPECT_EQ("Millimeter", units["default"]);
 }
 } // namespace

@@ -1,6 +1,10 @@
 #include "../Command.h"
+#include "../Compare.h"
 #include "../Document.h"
+#include "../ExportOptions.h"
 #include "../ImportOptions.h"
+#include "../LossReport.h"
+#include "../Output.h"
 #include "../RunContext.h"
 #include "../SceneJson.h"
 #include "../SceneSaver.h"
@@ -9,13 +13,23 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <filesystem>
 #include <string>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
 
 namespace zyscene
 {
 
 namespace
 {
+constexpr std::size_t shownDifferences = 5;
+constexpr std::size_t listedDifferences = 1000;
+
 /// Reads one scene file and writes it as another, whose suffix says how.
 class ConvertCommand : public Command
 {
@@ -27,36 +41,47 @@ public:
             ->required()
             ->type_name("");
         app.add_flag("--no-clobber", _noClobber, "Never replace a file that is there already");
+        app.add_flag("--verify", _verify, "Read OUT back and compare; exit status 3 when it differs");
+        app.add_option("--loss-report", _lossReport, "Write what OUT does not carry to FILE, as JSON")
+            ->type_name("FILE");
+        _exportOptions.addTo(app);
         _importOptions.addTo(app);
     }
 
     ExitCode run(RunContext& context) override
     {
-        Scene scene;
-        SceneReader reader(context, _importOptions);
+        Result result;
         ExitCode exit = ExitCode::Usage;
-        bool written = false;
-        if (reader.canReadAll({_in}) && canWrite(context)) {
-            SceneSaver saver(context, !_noClobber);
-            written = saver.checkTarget(_out) && reader.read(_in, scene) && saver.save(_out, scene);
-            exit = written ? ExitCode::Done : ExitCode::Failed;
-        }
+        SceneReader reader(context, _importOptions);
+        if (reader.canReadAll({_in}) && canWrite(context) && isFileOfItsOwn(context))
+            exit = convert(context, reader, result);
 
         if (context.json) {
             Document document(context, "convert", &exit);
             if (exit != ExitCode::Usage)
-                writeResult(document.json(), scene, written);
+                writeResult(document.json(), result);
             document.finish(exit);
-        } else if (written) {
-            const Statistics statistics = countScene(scene.root());
+        } else if (result.written) {
             context.console.out().write(printable(displayName(_in)) + " -> " + printable(displayName(_out)) +
-                                        ": " + plural(statistics.nodes, "node") + ", " +
-                                        plural(statistics.primitives, "primitive") + "\n");
+                                        ": " + plural(result.statistics.nodes, "node") + ", " +
+                                        plural(result.statistics.primitives, "primitive") + "\n");
         }
         return exit;
     }
 
 private:
+    struct Result {
+        Scene scene;
+        Statistics statistics;
+        Scene copy;
+        LossReport losses;
+        bool written = false;
+        bool compared = false;
+        std::vector<Difference> differences;
+    };
+
+    // -- Before anything is touched --
+
     bool canWrite(RunContext& context)
     {
         if (canWriteScene(_out))
@@ -68,19 +93,182 @@ private:
         return false;
     }
 
-    void writeResult(JsonWriter& json, const Scene& scene, bool written)
+    // The loss report must not take the place of a scene. Standard output is for the result.
+    bool isFileOfItsOwn(RunContext& context)
+    {
+        if (_lossReport.empty())
+            return true;
+        const auto isSame = [this](const std::string& scene) {
+            namespace fs = std::filesystem;
+            std::error_code error;
+            return fs::equivalent(_lossReport, scene, error) ||
+                   fs::absolute(_lossReport).lexically_normal() == fs::absolute(scene).lexically_normal();
+        };
+        if (_lossReport != "-" && !isSame(_in) && !isSame(_out))
+            return true;
+        context.report({"loss-report-failed", Issue::Error, displayName(_lossReport), "",
+                        "the loss report needs a file of its own"});
+        return false;
+    }
+
+    bool checkLossReport(RunContext& context)
+    {
+        if (_lossReport.empty())
+            return true;
+        std::error_code error;
+        if (_noClobber && std::filesystem::exists(_lossReport, error)) {
+            context.report({"target-exists", Issue::Error, displayName(_lossReport), "",
+                            "is there already and is not replaced"});
+            return false;
+        }
+        const std::filesystem::path path = std::filesystem::absolute(_lossReport);
+        if (std::filesystem::is_directory(path.parent_path(), error) &&
+            !std::filesystem::is_directory(path, error))
+            return true;
+        return failLossReport(context, "there is no such folder, or it is one itself");
+    }
+
+    // -- Converting --
+
+    ExitCode convert(RunContext& context, SceneReader& reader, Result& result)
+    {
+        SceneSaver saver(context, _out, _exportOptions, !_noClobber);
+        if (!saver.checkTarget() || !checkLossReport(context) || !reader.read(_in, result.scene))
+            return ExitCode::Failed;
+        result.statistics = countScene(result.scene.root());
+        if (isKeldaScene(_out))
+            result.losses = LossReport(result.scene.root());
+
+        result.written = saver.save(result.scene, result.losses);
+        if (!result.written)
+            return ExitCode::Failed;
+        result.losses.report(context, displayName(_out));
+        if (!_lossReport.empty() && !writeLossReport(context, result.losses))
+            return ExitCode::Failed;
+        return _verify ? verify(context, result) : ExitCode::Done;
+    }
+
+    bool failLossReport(RunContext& context, const std::string& why)
+    {
+        context.report({"loss-report-failed", Issue::Error, displayName(_lossReport), "",
+                        "the loss report cannot be written: " + why});
+        return false;
+    }
+
+    bool writeLossReport(RunContext& context, const LossReport& losses)
+    {
+        const int fd = ::open(_lossReport.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        if (fd < 0)
+            return failLossReport(context, std::generic_category().message(errno));
+        int error = 0;
+        {
+            Output out(fd);
+            JsonWriter json(out);
+            json.beginObject();
+            json.member("schema", "zyscene-loss/1");
+            json.member("in", std::string_view(displayName(_in)));
+            json.member("out", std::string_view(displayName(_out)));
+            json.key("losses");
+            losses.write(json);
+            json.endObject();
+            json.finish();
+            out.flush();
+            error = out.error();
+        }
+        if (::close(fd) != 0 && error == 0)
+            error = errno;
+        return error == 0 || failLossReport(context, std::generic_category().message(error));
+    }
+
+    // -- Comparing --
+
+    // The scene is changed into what the losses leave of it.
+    ExitCode verify(RunContext& context, Result& result)
+    {
+        // The copy alone: no shadow scene that lies beside it.
+        SceneReader reader(context, std::string("autoLoadShadowGeometry=false"));
+        if (!reader.read(_out, result.copy))
+            return ExitCode::Failed;
+
+        CompareOptions options;
+        options.tree = !isKeldaScene(_out);
+        if (isKeldaScene(_out)) {
+            applyLosses(result.scene.root());
+            options.ignoreInactive = true;
+            options.pointsAndLines = false;
+            options.normalsMade = result.losses[Loss::NormalsMade].count != 0;
+            options.materials = result.losses[Loss::Material].count == 0;
+        }
+        result.differences = compareScenes(result.scene.root(), result.copy.root(), options);
+        result.compared = true;
+        if (result.differences.empty())
+            return ExitCode::Done;
+
+        std::string text = "is not what was to be written";
+        const char* separator = ": ";
+        for (std::size_t i = 0; i < std::min(shownDifferences, result.differences.size()); ++i) {
+            text += separator + lineOf(result.differences[i]);
+            separator = "; ";
+        }
+        if (result.differences.size() > shownDifferences)
+            text += "; and " + std::to_string(result.differences.size() - shownDifferences) + " more";
+        context.report({"copy-differs", Issue::Error, displayName(_out), "", text});
+        return ExitCode::Different;
+    }
+
+    static std::string lineOf(const Difference& difference)
+    {
+        const osg::NodePtr node = difference.first != osg::NullFC ? difference.first : difference.second;
+        return std::string(nameOf(difference.kind)) + " " + pathOf(node) + ": " + difference.text;
+    }
+
+    // -- Result --
+
+    void writeResult(JsonWriter& json, const Result& result)
     {
         json.beginObject();
         json.member("in", std::string_view(displayName(_in)));
         json.member("out", std::string_view(displayName(_out)));
-        json.member("written", written);
-        writeDiagnostics(json, scene);
+        json.member("written", result.written);
+        json.key("losses");
+        result.losses.write(json);
+        json.key("differences");
+        if (result.compared)
+            writeDifferences(json, result.differences);
+        else
+            json.null();
+        writeDiagnostics(json, result.scene);
         json.endObject();
+    }
+
+    static void writeDifferences(JsonWriter& json, const std::vector<Difference>& differences)
+    {
+        const auto path = [&json](const char* key, const osg::NodePtr& node) {
+            json.key(key);
+            if (node == osg::NullFC)
+                json.null();
+            else
+                json.value(std::string_view(pathOf(node)));
+        };
+        json.beginArray();
+        for (std::size_t i = 0; i < std::min(listedDifferences, differences.size()); ++i) {
+            const Difference& difference = differences[i];
+            json.beginObject(JsonWriter::OneLine);
+            json.member("kind", nameOf(difference.kind));
+            path("first", difference.first);
+            path("second", difference.second);
+            json.member("text", std::string_view(difference.text));
+            json.endObject();
+        }
+        json.endArray();
     }
 
     std::string _in;
     std::string _out;
+    std::string _lossReport;
     bool _noClobber = false;
+    bool _verify = false;
+    ExportOptions _exportOptions;
     ImportOptions _importOptions;
 };
 } // namespace

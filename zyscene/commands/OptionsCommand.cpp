@@ -1,5 +1,6 @@
 #include "../Command.h"
 #include "../Document.h"
+#include "../ExportOptions.h"
 #include "../ImportOptions.h"
 #include "../RunContext.h"
 
@@ -31,6 +32,7 @@ public:
 private:
     static constexpr const char* unitsEffect = "unit of the imported scene: one of the names below";
     static constexpr const char* unitsDefault = "Centimeter";
+    static constexpr const char* exportUnitsEffect = "working unit that the saved file is labelled with";
 
     static void showText(Output& out)
     {
@@ -39,11 +41,16 @@ private:
         line(out, "--import-units U", std::string(importUnitsWord) + "U", unitsDefault, unitsEffect);
         for (const ImportSwitch& row : importSwitches)
             line(out, row.flag, row.word, row.defaultValue, row.effect);
+        out.write("\nExport (set for the suffix \"kb\", also for \"ka\"):\n");
+        line(out, "--units U", std::string(exportUnitsWord) + "U", defaultExportUnit, exportUnitsEffect);
         out.write("\nUnits, with a capital or a small first letter:\n  ");
         for (const char* unit : importUnits)
             out.write(std::string(unit) + (unit == importUnits.back() ? "\n" : " "));
-        out.write("Ignore keeps centimetres; KeldaUnits takes the working unit of the scene.\n"
-                  "The words are recognised in this letter case only, anywhere in the text.\n");
+        out.write("An import: Ignore keeps centimetres; KeldaUnits takes the working unit of the scene.\n"
+                  "An export: also");
+        for (const char* unit : shortExportUnits)
+            out.write(std::string(" ") + unit);
+        out.write(".\nThe words are recognised in this letter case only, anywhere in the text.\n");
     }
 
     static void line(Output& out, const std::string& flag, const std::string& word,
@@ -64,15 +71,16 @@ private:
         const ExitCode exit = ExitCode::Done;
         Document document(context, "options", &exit);
         JsonWriter& json = document.json();
-        const auto write = [&json](const char* flag, const char* word, const char* defaultValue,
-                                   const char* effect) {
+        const auto write = [&json](const char* direction, const char* flag, const char* word,
+                                   const char* defaultValue, const char* effect) {
             json.beginObject();
+            json.member("direction", direction);
             json.member("flag", flag);
             json.member("word", word);
             json.member("default", defaultValue);
             json.member("effect", effect);
         };
-        write("--import-units", importUnitsWord, unitsDefault, unitsEffect);
+        write("import", "--import-units", importUnitsWord, unitsDefault, unitsEffect);
         json.key("values");
         json.beginArray(JsonWriter::OneLine);
         for (const char* unit : importUnits)
@@ -82,9 +90,18 @@ private:
         json.endArray();
         json.endObject();
         for (const ImportSwitch& row : importSwitches) {
-            write(row.flag, row.word, row.defaultValue, row.effect);
+            write("import", row.flag, row.word, row.defaultValue, row.effect);
             json.endObject();
         }
+        write("export", "--units", exportUnitsWord, defaultExportUnit, exportUnitsEffect);
+        json.key("values");
+        json.beginArray(JsonWriter::OneLine);
+        for (const char* unit : importUnits)
+            json.value(unit);
+        for (const char* unit : shortExportUnits)
+            json.value(unit);
+        json.endArray();
+        json.endObject();
         document.finish(exit);
     }
 };

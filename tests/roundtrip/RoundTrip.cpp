@@ -1,0 +1,274 @@
+#include "RoundTrip.h"
+
+#include "Compare.h"
+
+#include <OpenSG/OSGGeoPropNormals.h>
+#include <OpenSG/OSGGeoPropPLengths.h>
+#include <OpenSG/OSGGeoPropPTypes.h>
+#include <OpenSG/OSGGeoPropPositions.h>
+#include <OpenSG/OSGGeoPropTexCoords.h>
+#include <OpenSG/OSGSceneFileHandler.h>
+#include <OpenSG/OSGSimpleAttachments.h>
+#include <OpenSG/OSGSwitch.h>
+#include <OpenSG/OSGTriangleIterator.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+// -- Trips ---------------------------------------------------------------------------------------------
+
+TripFolder::TripFolder()
+{
+    std::string pattern = testing::TempDir() + "/roundtripXXXXXX";
+    const char* const made = ::mkdtemp(&pattern[0]);
+    _path = made != nullptr ? made : "";
+}
+
+TripFolder::~TripFolder()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(_path, ignored);
+}
+
+osg::NodePtr TripFolder::trip(const osg::NodePtr& root, const std::string& suffix) const
+{
+    const std::string file = *this / ("trip." + suffix);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const bool written = osg::SceneFileHandler::the()->write(root, file.c_str());
+    const osg::NodePtr result = written ? osg::SceneFileHandler::the()->read(file.c_str()) : osg::NodePtr();
+    testing::internal::GetCapturedStdout();
+    testing::internal::GetCapturedStderr();
+    return result;
+}
+
+// -- What a graph draws --------------------------------------------------------------------------------
+
+namespace
+{
+void addBits(const float* values, unsigned int count, osg::UInt32*& to)
+{
+    std::memcpy(to, values, count * sizeof(float));
+    to += count;
+}
+
+TriangleBits bitsOf(const osg::TriangleIterator& it, bool withNormals, bool withUVs)
+{
+    std::array<std::array<osg::UInt32, 8>, 3> corners = {};
+    for (int i = 0; i < 3; ++i) {
+        osg::UInt32* to = corners[static_cast<std::size_t>(i)].data();
+        addBits(it.getPosition(i).getValues(), 3, to);
+        if (withNormals)
+            addBits(it.getNormal(i).getValues(), 3, to);
+        else
+            to += 3;
+        if (withUVs)
+            addBits(it.getTexCoords(i).getValues(), 2, to);
+    }
+    // The same triangle whichever corner comes first; turned over it is another one.
+    TriangleBits least{};
+    for (std::size_t first = 0; first < 3; ++first) {
+        TriangleBits bits;
+        for (std::size_t i = 0; i < 24; ++i)
+            bits[i] = corners[(first + i / 8) % 3][i % 8];
+        if (first == 0 || bits < least)
+            least = bits;
+    }
+    return least;
+}
+
+bool isShownBySwitch(const osg::NodePtr& parent, osg::UInt32 place)
+{
+    const osg::SwitchPtr core = osg::SwitchPtr::dcast(parent->getCore());
+    return core == osg::NullFC || core->getChoice() < -1 ||
+           core->getChoice() == static_cast<osg::Int32>(place);
+}
+
+template <class VisitT>
+void forEachCorner(const SeenUse& use, VisitT visit)
+{
+    osg::Pnt3f low(HUGE_VALF, HUGE_VALF, HUGE_VALF);
+    osg::Pnt3f high(-HUGE_VALF, -HUGE_VALF, -HUGE_VALF);
+    for (const TriangleBits& triangle : use.triangles) {
+        for (std::size_t i = 0; i < 24; ++i) {
+            if (i % 8 > 2)
+                continue;
+            float value;
+            std::memcpy(&value, &triangle[i], sizeof(value));
+            const osg::UInt32 axis = static_cast<osg::UInt32>(i % 8);
+            low[axis] = std::min(low[axis], value);
+            high[axis] = std::max(high[axis], value);
+        }
+    }
+    for (int i = 0; i < 8; ++i)
+        visit(osg::Pnt3f((i & 1 ? high : low)[0], (i & 2 ? high : low)[1], (i & 4 ? high : low)[2]));
+}
+} // namespace
+
+std::vector<SeenUse> lookAt(const osg::NodePtr& root, bool withInactive)
+{
+    struct Open {
+        osg::NodePtr node;
+        osg::Matrix world;
+        bool shown;
+    };
+    std::vector<SeenUse> uses;
+    std::vector<Open> stack;
+    if (root != osg::NullFC)
+        stack.push_back({root, osg::Matrix::identity(), true});
+    while (!stack.empty()) {
+        Open open = stack.back();
+        stack.pop_back();
+        if (!withInactive && !open.node->getActive())
+            continue;
+        open.shown = open.shown && open.node->getActive();
+        const osg::TransformPtr transform = osg::TransformPtr::dcast(open.node->getCore());
+        if (transform != osg::NullFC)
+            open.world.mult(transform->getMatrix());
+        const osg::GeometryPtr geometry = osg::GeometryPtr::dcast(open.node->getCore());
+        if (geometry != osg::NullFC && geometry->getPositions() != osg::NullFC) {
+            const char* const name = osg::getName(open.node);
+            SeenUse use = {name != nullptr ? name : "", geometry, open.world, open.shown, {}};
+            if (geometry->getTransform() != osg::NullFC)
+                use.place.mult(geometry->getTransform()->getMatrix());
+            const bool normals = geometry->getNormals() != osg::NullFC;
+            const bool texCoords = geometry->getTexCoords() != osg::NullFC;
+            for (osg::TriangleIterator it(geometry); !it.isAtEnd(); ++it)
+                use.triangles.push_back(bitsOf(it, normals, texCoords));
+            std::sort(use.triangles.begin(), use.triangles.end());
+            if (!use.triangles.empty())
+                uses.push_back(std::move(use));
+        }
+        for (osg::UInt32 i = open.node->getNChildren(); i > 0; --i) {
+            const bool shown = open.shown && isShownBySwitch(open.node, i - 1);
+            stack.push_back({open.node->getChild(i - 1), open.world, shown});
+        }
+    }
+    return uses;
+}
+
+double distanceOf(const SeenUse& first, const SeenUse& second)
+{
+    double largest = 0;
+    forEachCorner(first, [&](const osg::Pnt3f& corner) {
+        osg::Pnt3f a;
+        osg::Pnt3f b;
+        first.place.multMatrixPnt(corner, a);
+        second.place.multMatrixPnt(corner, b);
+        largest = std::max<double>(largest, a.dist(b));
+    });
+    return largest;
+}
+
+double sizeOf(const std::vector<SeenUse>& uses)
+{
+    osg::Pnt3f low(0, 0, 0);
+    osg::Pnt3f high(0, 0, 0);
+    for (const SeenUse& use : uses) {
+        forEachCorner(use, [&](const osg::Pnt3f& corner) {
+            osg::Pnt3f placed;
+            use.place.multMatrixPnt(corner, placed);
+            for (osg::UInt32 i = 0; i < 3; ++i) {
+                low[i] = std::min(low[i], placed[i]);
+                high[i] = std::max(high[i], placed[i]);
+            }
+        });
+    }
+    return low.dist(high);
+}
+
+std::string differencesBetween(const osg::NodePtr& first, const osg::NodePtr& second, Inactive inactive,
+                               double tolerance)
+{
+    zyscene::CompareOptions options;
+    options.tolerance = tolerance;
+    options.tree = true;
+    options.ignoreInactive = inactive == Inactive::GoneInSecond;
+    options.pointsAndLines = false;
+    std::string text;
+    for (const zyscene::Difference& difference : zyscene::compareScenes(first, second, options)) {
+        const osg::NodePtr node = difference.first != osg::NullFC ? difference.first : difference.second;
+        text += std::string(zyscene::nameOf(difference.kind)) + " " + zyscene::pathOf(node) + ": " +
+                difference.text + "\n";
+    }
+    return text;
+}
+
+// -- Small graphs --------------------------------------------------------------------------------------
+
+osg::NodePtr makeNode(const std::string& name, const osg::NodeCorePtr& core,
+                      const std::vector<osg::NodePtr>& children)
+{
+    const osg::NodePtr node = osg::makeNodeFor(core);
+    if (!name.empty())
+        osg::setName(node, name);
+    const osg::CPEditor edit(node, osg::Node::ChildrenFieldMask);
+    for (const osg::NodePtr& child : children)
+        node->addChild(child);
+    return node;
+}
+
+osg::GeometryPtr makeTriangles(const std::vector<std::array<float, 8>>& corners)
+{
+    const osg::GeoPTypesUI8Ptr types = osg::GeoPTypesUI8::create();
+    const osg::GeoPLengthsUI32Ptr lengths = osg::GeoPLengthsUI32::create();
+    const osg::GeoPositions3fPtr positions = osg::GeoPositions3f::create();
+    const osg::GeoNormals3fPtr normals = osg::GeoNormals3f::create();
+    const osg::GeoTexCoords2fPtr texCoords = osg::GeoTexCoords2f::create();
+    {
+        const osg::CPEditor editTypes(types);
+        const osg::CPEditor editLengths(lengths);
+        const osg::CPEditor editPositions(positions);
+        const osg::CPEditor editNormals(normals);
+        const osg::CPEditor editTexCoords(texCoords);
+        types->addValue(GL_TRIANGLES);
+        lengths->addValue(static_cast<osg::UInt32>(corners.size()));
+        for (const std::array<float, 8>& c : corners) {
+            positions->addValue(osg::Pnt3f(c[0], c[1], c[2]));
+            normals->addValue(osg::Vec3f(c[3], c[4], c[5]));
+            texCoords->addValue(osg::Vec2f(c[6], c[7]));
+        }
+    }
+    const osg::GeometryPtr geometry = osg::Geometry::create();
+    const osg::CPEditor edit(geometry);
+    geometry->setTypes(types);
+    geometry->setLengths(lengths);
+    geometry->setPositions(positions);
+    geometry->setNormals(normals);
+    geometry->setTexCoords(texCoords);
+    return geometry;
+}
+
+osg::GeometryPtr makeTriangle(int number)
+{
+    const float x = static_cast<float>(number);
+    return makeTriangles({{x, 0, 0, 0, 0, 1, 0, 0}, {x + 1, 0, 0, 0, 1, 0, 1, 0}, {x, 2, 0, 1, 0, 0, 0, 1}});
+}
+
+osg::Transform3DPtr makeMove(float x, float y, float z)
+{
+    const osg::Transform3DPtr core = osg::Transform3D::create();
+    const osg::CPEditor edit(core);
+    core->setTranslation(osg::Vec3f(x, y, z));
+    return core;
+}
+
+osg::NodePtr makeSwitch(const std::string& name, osg::Int32 choice, const std::vector<osg::NodePtr>& children)
+{
+    const osg::SwitchPtr core = osg::Switch::create();
+    const osg::CPEditor edit(core, osg::Switch::ChoiceFieldMask);
+    core->setChoice(choice);
+    return makeNode(name, core, children);
+}
+
+osg::NodePtr makeInactive(const osg::NodePtr& node)
+{
+    const osg::CPEditor edit(node);
+    node->setActive(false);
+    return node;
+}

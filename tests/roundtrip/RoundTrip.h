@@ -1,0 +1,91 @@
+#pragma once
+
+// What the round-trip tests share: trips through a scene file, small graphs, and a plain look at what a graph
+// draws.
+
+#include <OpenSG/OSGGeometry.h>
+#include <OpenSG/OSGMatrix.h>
+#include <OpenSG/OSGNode.h>
+#include <OpenSG/OSGTransform3D.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+// -- Trips ---------------------------------------------------------------------------------------------
+
+/// Keeps a graph for a scope.
+class ScopedGraph
+{
+public:
+    explicit ScopedGraph(const osg::NodePtr& root) : _root(root) { osg::addRefCP(_root); }
+    ~ScopedGraph() { osg::subRefCP(_root); }
+    ScopedGraph(const ScopedGraph&) = delete;
+    ScopedGraph& operator=(const ScopedGraph&) = delete;
+    const osg::NodePtr& get() const { return _root; }
+
+private:
+    osg::NodePtr _root;
+};
+
+/// A folder of its own, removed at the end.
+class TripFolder
+{
+public:
+    TripFolder();
+    ~TripFolder();
+    TripFolder(const TripFolder&) = delete;
+    TripFolder& operator=(const TripFolder&) = delete;
+
+    /// Writes the graph through the scene file handler, as "trip" with the suffix, and reads it back. Null
+    /// when one of the two fails. What the module prints is swallowed.
+    osg::NodePtr trip(const osg::NodePtr& root, const std::string& suffix) const;
+    std::string operator/(const std::string& name) const { return _path + "/" + name; }
+
+private:
+    std::string _path;
+};
+
+// -- What a graph draws --------------------------------------------------------------------------------
+
+/// Position, normal and texture coordinates of three corners, as bits; the least of its three rotations.
+typedef std::array<osg::UInt32, 24> TriangleBits;
+
+/// A geometry with triangles at one place in the tree.
+struct SeenUse {
+    std::string name; ///< of the node, as it is
+    osg::NodeCorePtr core;
+    osg::Matrix place; ///< world matrix with the geometry's own transform
+    bool shown;
+    std::vector<TriangleBits> triangles; ///< sorted
+};
+
+/// All uses in depth-first order, those below inactive nodes only when asked for. None of a null
+/// root.
+std::vector<SeenUse> lookAt(const osg::NodePtr& root, bool withInactive);
+
+/// The largest distance between where the two matrices put the corners of the box around the triangles.
+double distanceOf(const SeenUse& first, const SeenUse& second);
+/// Diagonal of the box around the origin and everything drawn.
+double sizeOf(const std::vector<SeenUse>& uses);
+
+/// Whether inactive nodes of the first graph are expected in the second.
+enum class Inactive { GoneInSecond, Kept };
+
+/// Differences as text, for messages; those in structure, too.
+/// @param tolerance  negative: 1e-5 of the size
+std::string differencesBetween(const osg::NodePtr& first, const osg::NodePtr& second,
+                               Inactive inactive = Inactive::GoneInSecond, double tolerance = -1);
+
+// -- Small graphs --------------------------------------------------------------------------------------
+
+osg::NodePtr makeNode(const std::string& name, const osg::NodeCorePtr& core,
+                      const std::vector<osg::NodePtr>& children = {});
+/// Triangles without indices; x y z, nx ny nz, u v for each corner.
+osg::GeometryPtr makeTriangles(const std::vector<std::array<float, 8>>& corners);
+/// One triangle, moved so that it differs from those of other numbers.
+osg::GeometryPtr makeTriangle(int number);
+osg::Transform3DPtr makeMove(float x, float y, float z);
+osg::NodePtr makeSwitch(const std::string& name, osg::Int32 choice,
+                        const std::vector<osg::NodePtr>& children);
+osg::NodePtr makeInactive(const osg::NodePtr& node);
