@@ -69,19 +69,16 @@ osg::NodePtr makeTriangle(const std::string& name, float x, bool withNormals)
     const osg::GeoPLengthsUI32Ptr lengths = osg::GeoPLengthsUI32::create();
     const osg::GeoIndicesUI32Ptr indices = osg::GeoIndicesUI32::create();
     const osg::GeoPositions3fPtr positions = osg::GeoPositions3f::create();
-    const osg::GeoNormals3fPtr normals = osg::GeoNormals3f::create();
     {
         const osg::CPEditor editTypes(types);
         const osg::CPEditor editLengths(lengths);
         const osg::CPEditor editIndices(indices);
         const osg::CPEditor editPositions(positions);
-        const osg::CPEditor editNormals(normals);
         types->addValue(GL_TRIANGLES);
         lengths->addValue(3);
         for (osg::UInt32 i = 0; i < 3; ++i) {
             indices->addValue(i);
             positions->addValue(osg::Pnt3f(x + float(i % 2), float(i / 2), 0));
-            normals->addValue(osg::Vec3f(0, 0.6f, 0.8f));
         }
     }
     const osg::GeometryPtr core = osg::Geometry::create();
@@ -90,8 +87,13 @@ osg::NodePtr makeTriangle(const std::string& name, float x, bool withNormals)
     core->setLengths(lengths);
     core->setIndices(indices);
     core->setPositions(positions);
-    if (withNormals)
+    if (withNormals) {
+        const osg::GeoNormals3fPtr normals = osg::GeoNormals3f::create();
+        const osg::CPEditor editNormals(normals);
+        for (int i = 0; i < 3; ++i)
+            normals->addValue(osg::Vec3f(0, 0.6f, 0.8f));
         core->setNormals(normals);
+    }
     return makeNode(name, core);
 }
 
