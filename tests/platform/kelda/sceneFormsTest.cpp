@@ -15,6 +15,9 @@
 #include <random>
 #include <sstream>
 
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
 namespace
 {
 
@@ -581,6 +584,77 @@ TEST_F(SceneForms, largeArraysStandAtMultiplesOf64AndAreChecked)
         write(in("changed.kb"), changed);
         EXPECT_EQ(KFileIO::open(in("changed.kb")), KStatus::kFailure) << at;
     }
+}
+
+namespace
+{
+/// A scene in the form "ka": one mesh of triangles that share no vertex, all corners numbered through.
+std::string separateTriangles(int count)
+{
+    const int corners = 3 * count;
+    std::string text = kHeader + "createNode mesh -name \"m\";\nsetAttr \".points\" -type \"floatArray\" " +
+                       std::to_string(3 * corners);
+    for (int i = 0; i < 3 * corners; ++i)
+        text += i % 9 ? " 1" : " 0.25\n";
+    text += ";\nsetAttr \".faceCounts\" -type \"intArray\" " + std::to_string(count);
+    for (int i = 0; i < count; ++i)
+        text += " 3";
+    text += ";\nsetAttr \".faceVertices\" -type \"intArray\" " + std::to_string(corners);
+    for (int i = 0; i < corners; ++i)
+        text += " " + std::to_string(i);
+    return text + ";\n";
+}
+
+// The bits of a count that tell a rule, and the places in the header, as the page on the forms gives them.
+constexpr uint64_t kAscending = uint64_t(1) << 63;
+constexpr uint64_t kAllEqual = uint64_t(1) << 62;
+constexpr size_t kRecordsSize = 24;
+constexpr size_t kRecordsHash = 40;
+constexpr size_t kHeaderHash = 56;
+constexpr size_t kHeaderSize = 64;
+
+/// Replaces one count in the records, and makes all hashes right again.
+std::string withCount(std::string bytes, uint64_t count, uint64_t replacement)
+{
+    const auto put = [&](size_t at, uint64_t value) { std::memcpy(&bytes[at], &value, sizeof value); };
+    uint64_t recordsSize = 0;
+    std::memcpy(&recordsSize, &bytes[kRecordsSize], sizeof recordsSize);
+    const size_t at =
+        bytes.find(std::string(reinterpret_cast<const char*>(&count), sizeof count), kHeaderSize);
+    EXPECT_LT(at, kHeaderSize + recordsSize);
+    put(at, replacement);
+    put(kRecordsHash, XXH3_64bits(&bytes[kHeaderSize], recordsSize));
+    put(kHeaderHash, XXH3_64bits(bytes.data(), kHeaderHash));
+    return bytes;
+}
+} // namespace
+
+TEST_F(SceneForms, binaryTellsLargeArraysOfEqualCountsAndAscendingIdsByARule)
+{
+    const int count = 20000;
+    const std::string bytes = binaryOf(separateTriangles(count));
+    const std::string written = sceneText();
+    EXPECT_EQ(bytes[8], 2); // the layout
+    EXPECT_LT(bytes.size(), count * 9 * sizeof(float) + 2000);
+    ASSERT_EQ(KFileIO::open(in("scene.kb")), KStatus::kSuccess) << lastError();
+    EXPECT_EQ(sceneText(), written);
+    EXPECT_EQ(binaryOf(separateTriangles(100))[8], 1) << "readers of the first layout read it";
+}
+
+TEST_F(SceneForms, binaryRulesThatAskForMoreThanTheFileCanStandForAreRefused)
+{
+    const uint64_t count = 60000;
+    const std::string bytes = binaryOf(separateTriangles(20000));
+    const uint64_t ascending = count | kAscending;
+    for (const uint64_t wrong : {kAscending | (uint64_t(1) << 31), ascending | kAllEqual,
+                                 (uint64_t(1) << 60) | kAscending, ascending + 1, ascending - 1}) {
+        write(in("changed.kb"), withCount(bytes, ascending, wrong));
+        errors.clear();
+        EXPECT_EQ(KFileIO::open(in("changed.kb")), KStatus::kFailure) << wrong;
+        ASSERT_EQ(errors.size(), 1u) << wrong;
+        EXPECT_EQ(errors[0].find(in("changed.kb") + ": "), 0u) << errors[0];
+    }
+    EXPECT_EQ(sceneText(), emptySceneText());
 }
 
 // -- The page that describes the forms ------------------------------------------------------------

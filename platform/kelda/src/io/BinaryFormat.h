@@ -6,7 +6,7 @@
 namespace kelda
 {
 
-// The form "kb", version 1 of its layout. All numbers are little-endian; this code runs on such machines
+// The form "kb", layouts 1 and 2. All numbers are little-endian; this code runs on such machines
 // only.
 //
 //     header (64 bytes) | records | small arrays | large arrays
@@ -17,9 +17,14 @@ namespace kelda
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "arrays are read and written as they lie in memory");
 
 constexpr char kBinaryMagic[8] = {'\x89', 'K', 'E', 'L', 'D', 'A', 'B', '\n'};
-constexpr uint32_t kBinaryLayout = 1;
+// Layout 2 is layout 1 with arrays that are told by a rule. What has none of them is written as layout 1.
+constexpr uint32_t kBinaryLayout = 2;
 constexpr uint64_t kLargeArray = 64 * 1024;
 constexpr uint64_t kAlignment = 64;
+
+// A large array of face counts or of ids that follows a rule is not stored: its count has one of these bits.
+constexpr uint64_t kAscending = uint64_t(1) << 63; ///< 0, 1, 2, ...; 0 stands for the hash
+constexpr uint64_t kAllEqual = uint64_t(1) << 62;  ///< the value, not negative, stands for the hash
 
 struct BinaryHeader {
     char magic[8];

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <deque>
 #include <limits>
+#include <numeric>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -120,6 +121,7 @@ private:
     bool readArray(Cursor& record, PodVector<T>& out);
     template <class T>
     bool readArray(uint64_t count, uint64_t hash, PodVector<T>& out);
+    bool readIds(Cursor& record, PodVector<int32_t>& out);
     bool readSmall(char* to, uint64_t bytes);
     bool readLarge(char* to, uint64_t bytes);
     bool readAt(uint64_t offset, void* to, uint64_t bytes);
@@ -159,9 +161,10 @@ private:
 
     uint64_t _smallAt = 0; ///< where the next small array begins
     uint64_t _smallEnd = 0;
-    uint64_t _largeAt = 0;   ///< where the previous large array ended
-    PodVector<char> _window; ///< part of the small arrays
-    uint64_t _windowAt = 0;  ///< its place in the file
+    uint64_t _largeAt = 0;    ///< where the previous large array ended
+    uint64_t _ruledBytes = 0; ///< of all arrays so far that are told by a rule
+    PodVector<char> _window;  ///< part of the small arrays
+    uint64_t _windowAt = 0;   ///< its place in the file
 };
 
 // -- The file -------------------------------------------------------------------------------------
@@ -198,8 +201,8 @@ bool BinaryReader::readHeader()
         return fail("byte 0: not a binary Kelda scene");
     if (!sameHash(XXH3_64bits(&_header, offsetof(BinaryHeader, headerHash)), _header.headerHash))
         return fail("byte 0: the header is damaged");
-    if (_header.layout != kBinaryLayout)
-        return fail("byte 8: the layout " + std::to_string(_header.layout) + " is not known; expected " +
+    if (_header.layout == 0 || _header.layout > kBinaryLayout)
+        return fail("byte 8: the layout " + std::to_string(_header.layout) + " is not known; expected 1 to " +
                     std::to_string(kBinaryLayout));
     if (_header.version == 0 || _header.version > static_cast<uint32_t>(std::numeric_limits<int>::max()) ||
         _header.reserved != 0)
@@ -517,13 +520,41 @@ bool BinaryReader::readArray(Cursor& record, PodVector<T>& out)
     return readArray(count, hash, out);
 }
 
+bool BinaryReader::readIds(Cursor& record, PodVector<int32_t>& out)
+{
+    uint64_t count = 0;
+    uint64_t detail = 0;
+    if (!record.get(count) || !record.get(detail))
+        return malformed();
+    const uint64_t rule = _header.layout >= 2 ? count & (kAscending | kAllEqual) : 0;
+    if (rule == 0)
+        return readArray(count, detail, out);
+    // What is stored in full is always more than what is told by rules: the sum of these stays below the
+    // file's size, so that a few bytes cannot ask for a lot of memory.
+    count &= ~rule;
+    if (count > (_header.fileSize - _ruledBytes) / sizeof(int32_t))
+        return failRecord("an array has " + std::to_string(count) +
+                          " entries, more than the file can stand for");
+    const bool ascending = rule == kAscending;
+    const uint64_t largest = static_cast<uint64_t>(std::numeric_limits<int32_t>::max());
+    if ((!ascending && rule != kAllEqual) || count > largest || detail > (ascending ? 0 : largest))
+        return malformed();
+    _ruledBytes += count * sizeof(int32_t);
+    out.resize(count);
+    if (ascending)
+        std::iota(out.begin(), out.end(), 0);
+    else
+        std::fill(out.begin(), out.end(), static_cast<int32_t>(detail));
+    return true;
+}
+
 bool BinaryReader::takeMesh(Cursor record)
 {
     MeshData mesh;
     uint32_t setCount = 0;
-    if (!readArray(record, mesh.points) || !readArray(record, mesh.faceCounts) ||
-        !readArray(record, mesh.faceVertices) || !readArray(record, mesh.normals) ||
-        !readArray(record, mesh.normalIds))
+    if (!readArray(record, mesh.points) || !readIds(record, mesh.faceCounts) ||
+        !readIds(record, mesh.faceVertices) || !readArray(record, mesh.normals) ||
+        !readIds(record, mesh.normalIds))
         return false;
     if (!record.get(setCount))
         return malformed();
@@ -539,7 +570,7 @@ bool BinaryReader::takeMesh(Cursor record)
         if (name.find('\0') != std::string_view::npos)
             return malformed();
         set.name = name;
-        if (!readArray(count, uHash, set.u) || !readArray(count, vHash, set.v) || !readArray(record, set.ids))
+        if (!readArray(count, uHash, set.u) || !readArray(count, vHash, set.v) || !readIds(record, set.ids))
             return false;
     }
     if (record.left() != 0)

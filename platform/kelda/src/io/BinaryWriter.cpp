@@ -1,5 +1,6 @@
 #include "io/BinaryWriter.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <limits>
 
@@ -171,20 +172,48 @@ void BinaryWriter::putArray(const Vector& values)
     put(addBlock(values.data(), values.size() * sizeof(values[0])));
 }
 
+// Meshes that programs make often consist of triangles and number their corners through. What the ids name is
+// stored in full and has more bytes than they: readers rely on that.
+void BinaryWriter::putRule(uint64_t count, uint64_t rule, int32_t value)
+{
+    _hasRules = true;
+    put(count | rule);
+    put(static_cast<uint64_t>(value));
+}
+
+void BinaryWriter::putCounts(const PodVector<int32_t>& values)
+{
+    const auto isFirst = [&](int32_t value) { return value == values[0]; };
+    if (values.size() * sizeof(int32_t) >= kLargeArray && std::all_of(values.begin(), values.end(), isFirst))
+        putRule(values.size(), kAllEqual, values[0]);
+    else
+        putArray(values);
+}
+
+void BinaryWriter::putIds(const PodVector<int32_t>& values)
+{
+    int32_t next = 0;
+    const auto isNext = [&](int32_t value) { return value == next++; };
+    if (values.size() * sizeof(int32_t) >= kLargeArray && std::all_of(values.begin(), values.end(), isNext))
+        putRule(values.size(), kAscending, 0);
+    else
+        putArray(values);
+}
+
 bool BinaryWriter::mesh(MeshData& mesh)
 {
     open(RecordTag::Mesh);
     putArray(mesh.points);
-    putArray(mesh.faceCounts);
-    putArray(mesh.faceVertices);
+    putCounts(mesh.faceCounts);
+    putIds(mesh.faceVertices);
     putArray(mesh.normals);
-    putArray(mesh.normalIds);
+    putIds(mesh.normalIds);
     put(static_cast<uint32_t>(mesh.uvSets.size()));
     for (const UVSet& set : mesh.uvSets) {
         putText(set.name);
         putArray(set.u);
         put(addBlock(set.v.data(), set.v.size() * sizeof(float)));
-        putArray(set.ids);
+        putIds(set.ids);
     }
     return close();
 }
@@ -234,7 +263,7 @@ bool BinaryWriter::end()
 
     BinaryHeader header = {};
     std::memcpy(header.magic, kBinaryMagic, sizeof header.magic);
-    header.layout = kBinaryLayout;
+    header.layout = _hasRules ? kBinaryLayout : 1;
     header.version = _version;
     header.recordsSize = _records.size();
     for (const Block& block : _small)

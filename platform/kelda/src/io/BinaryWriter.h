@@ -49,6 +49,9 @@ private:
     uint64_t addBlock(const void* data, uint64_t bytes);
     template <class Vector>
     void putArray(const Vector& values);
+    void putCounts(const PodVector<int32_t>& values);
+    void putIds(const PodVector<int32_t>& values);
+    void putRule(uint64_t count, uint64_t rule, int32_t value);
     const TypeUse& use(const NodeType& type);
     bool writeZeros(uint64_t count);
 
@@ -61,6 +64,7 @@ private:
     std::unordered_map<const NodeType*, TypeUse> _types;
     const NodeType* _type = nullptr;
     uint32_t _nodeCount = 0;
+    bool _hasRules = false; ///< some array is told by a rule
 };
 
 } // namespace kelda
