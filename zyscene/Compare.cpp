@@ -2,7 +2,10 @@
 
 #include "CompareTree.h"
 #include "CompareUses.h"
+#include "JsonWriter.h"
 #include "Text.h"
+
+#include <zyOpenSGUtils/zyNodeUtils.h>
 
 #include <algorithm>
 #include <array>
@@ -45,7 +48,7 @@ std::string pathOf(const osg::NodePtr& node)
             i = nodes.size() - shownBelow;
             result += "/...";
         }
-        const std::string name = nameOfNode(nodes[i]);
+        const std::string name = zyNodeUtils::getName(nodes[i]);
         result += '/';
         result += name.empty() ? "(unnamed)" : name;
         if (i == 0)
@@ -55,7 +58,7 @@ std::string pathOf(const osg::NodePtr& node)
         const osg::NodePtr parent = nodes[i - 1];
         for (osg::UInt32 k = 0; k < parent->getNChildren(); ++k) {
             const osg::NodePtr sibling = parent->getChild(k);
-            if (nameOfNode(sibling) == name)
+            if (zyNodeUtils::getName(sibling) == name)
                 ++count;
             if (sibling == nodes[i])
                 number = count;
@@ -64,6 +67,28 @@ std::string pathOf(const osg::NodePtr& node)
             result += "[" + std::to_string(number) + "]";
     }
     return result;
+}
+
+std::string lineOf(const Difference& difference)
+{
+    return std::string(nameOf(difference.kind)) + " " + pathOf(difference.node()) + ": " + difference.text;
+}
+
+void writeDifference(JsonWriter& json, const Difference& difference)
+{
+    const auto path = [&json](const char* key, const osg::NodePtr& node) {
+        json.key(key);
+        if (node == osg::NullFC)
+            json.null();
+        else
+            json.value(std::string_view(pathOf(node)));
+    };
+    json.beginObject(JsonWriter::OneLine);
+    json.member("kind", nameOf(difference.kind));
+    path("first", difference.first);
+    path("second", difference.second);
+    json.member("text", std::string_view(difference.text));
+    json.endObject();
 }
 
 namespace

@@ -9,6 +9,8 @@
 namespace zyscene
 {
 
+class JsonWriter;
+
 /// What two scenes are compared by.
 struct CompareOptions {
     /// Distance, in units of the scenes, by which what is drawn may be off its place. Negative:
@@ -58,10 +60,18 @@ struct Difference {
     osg::NodePtr first;  ///< node of the first scene; null when it has none. Not referenced.
     osg::NodePtr second; ///< the same of the second scene
     std::string text;    ///< what differs, for people: "at (1, 0, 0) and (2, 0, 0)". Without the node.
+
+    /// The node to tell it by.
+    const osg::NodePtr& node() const { return first != osg::NullFC ? first : second; }
 };
 
 /// The kind's word in reports: "missing", "moved", ...
 const char* nameOf(Difference::Kind kind);
+
+/// Kind, node and text: "moved /car/door: at (1, 0, 0) and (2, 0, 0)".
+std::string lineOf(const Difference& difference);
+/// The same as one object.
+void writeDifference(JsonWriter& json, const Difference& difference);
 
 /// What differs, by kind and within a kind in the order of the scenes; empty: nothing.
 ///

@@ -4,6 +4,7 @@
 
 #include <OpenSG/OSGGroup.h>
 #include <OpenSG/OSGTransform3D.h>
+#include <zyOpenSGUtils/zyNodeUtils.h>
 
 #include <algorithm>
 #include <cmath>
@@ -100,7 +101,7 @@ TreeNode* TreeBuilder::enter(const Open& open)
     if (open.parent != nullptr && shown && !isGroup && !isGeometry)
         return open.parent;
 
-    TreeNode* const place = add(open.parent, open.node, plainName(nameOfNode(open.node)), shown);
+    TreeNode* const place = add(open.parent, open.node, plainName(zyNodeUtils::getName(open.node)), shown);
     place->matrix = matrixOf(core);
     if (own != osg::NullFC && open.node->getNChildren() == 0) {
         place->matrix = own->getMatrix();
@@ -142,7 +143,7 @@ void TreeBuilder::markNumberedNames()
         for (const TreeNode* child : node.children) {
             // A geometry has the name of its shape here; the transform that an export puts above it has the
             // node's.
-            const std::string own = plainName(nameOfNode(child->node));
+            const std::string own = plainName(zyNodeUtils::getName(child->node));
             ++counts[own];
             if (own != child->name)
                 ++counts[child->name];

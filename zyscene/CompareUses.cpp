@@ -1,5 +1,7 @@
 #include "CompareUses.h"
 
+#include "Statistics.h"
+
 #include <OpenSG/OSGBlendChunk.h>
 #include <OpenSG/OSGChunkMaterial.h>
 #include <OpenSG/OSGMaterialChunk.h>
@@ -71,11 +73,6 @@ std::string plainName(const std::string& name)
     if (base.size() < legal.size() && isOneOf(base, {"transform", "polySurfaceShape"}))
         legal.clear();
     return legal;
-}
-
-std::string nameOfNode(const osg::NodePtr& node)
-{
-    return zyNodeUtils::getName(node);
 }
 
 // -- Space -----------------------------------------------------------------------------------------------
@@ -357,16 +354,6 @@ private:
     std::string _text;
 };
 
-bool isKindOf(const osg::FieldContainerPtr& container, const char* typeName)
-{
-    const osg::FieldContainerType* type = container != osg::NullFC ? &container->getType() : nullptr;
-    for (; type != nullptr; type = type->getParent()) {
-        if (std::strcmp(type->getCName(), typeName) == 0)
-            return true;
-    }
-    return false;
-}
-
 // The pixels of a texture chunk's image, and its size.
 void describeImage(LookText& text, const osg::StateChunkPtr& chunk)
 {
@@ -552,7 +539,7 @@ void DrawnScene::nameShapes()
     for (const bool belowInactive : {false, true}) {
         for (const Use& use : _uses) {
             if (use.belowInactive == belowInactive)
-                _names.emplace(use.shape, plainName(nameOfNode(use.node)));
+                _names.emplace(use.shape, plainName(zyNodeUtils::getName(use.node)));
         }
     }
     for (Use& use : _uses)

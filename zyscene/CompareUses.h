@@ -156,7 +156,6 @@ std::string plainName(const std::string& name);
 /// Without the number at its end.
 std::string withoutNumber(const std::string& name);
 
-std::string nameOfNode(const osg::NodePtr& node);
 /// Whether the switch above the node, if there is one, shows it. `place` is its place among the children.
 bool isShownByParent(const osg::NodePtr& parent, osg::UInt32 place);
 /// The matrix of a transform core; identity for other cores.

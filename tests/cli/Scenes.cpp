@@ -7,7 +7,6 @@
 #include <OpenSG/OSGSceneFileHandler.h>
 #include <OpenSG/OSGSimpleAttachments.h>
 #include <OpenSG/OSGSimpleGeometry.h>
-#include <OpenSG/OSGSwitch.h>
 #include <kelda/KFileIO.h>
 #include <kelda/KLibrary.h>
 #include <kelda/KStatus.h>
@@ -37,30 +36,6 @@ void saveAsBinary(const std::string& ascii, const std::string& binary)
     ASSERT_FALSE(KFileIO::open(ascii.c_str()).error()) << ascii;
     ASSERT_FALSE(KFileIO::saveAs(binary.c_str(), "keldaBinary").error()) << binary;
     KFileIO::newFile(true);
-}
-
-osg::NodePtr makeNode(const std::string& name, const osg::NodeCorePtr& core,
-                      const std::vector<osg::NodePtr>& children)
-{
-    const osg::NodePtr node = osg::makeNodeFor(core);
-    osg::setName(node, name);
-    const osg::CPEditor edit(node, osg::Node::ChildrenFieldMask);
-    for (const osg::NodePtr& child : children)
-        node->addChild(child);
-    return node;
-}
-
-osg::NodePtr makeGroup(const std::string& name, const std::vector<osg::NodePtr>& children)
-{
-    return makeNode(name, osg::Group::create(), children);
-}
-
-osg::NodePtr makeSwitch(const std::string& name, int choice, const std::vector<osg::NodePtr>& children)
-{
-    const osg::SwitchPtr core = osg::Switch::create();
-    const osg::CPEditor edit(core, osg::Switch::ChoiceFieldMask);
-    core->setChoice(choice);
-    return makeNode(name, core, children);
 }
 
 osg::NodePtr makeTriangle(const std::string& name, float x, bool withNormals)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Graphs.h"
+
 #include <OpenSG/OSGNode.h>
 
 #include <string>
@@ -21,11 +23,6 @@ void saveNamedNode(const std::string& name, const std::string& file);
 
 // -- Graphs to save ----------------------------------------------------------------------------------
 
-osg::NodePtr makeNode(const std::string& name, const osg::NodeCorePtr& core,
-                      const std::vector<osg::NodePtr>& children = {});
-osg::NodePtr makeGroup(const std::string& name, const std::vector<osg::NodePtr>& children);
-/// @param choice place of the child that is shown; -1: none, -2: all
-osg::NodePtr makeSwitch(const std::string& name, int choice, const std::vector<osg::NodePtr>& children);
 /// One triangle at this x.
 osg::NodePtr makeTriangle(const std::string& name, float x, bool withNormals = true);
 /// A further node with the core of another.

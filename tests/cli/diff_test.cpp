@@ -1,21 +1,16 @@
 // Comparing scenes: what counts as a difference, what does not, and how it is told.
 
 #include "Program.h"
+#include "Scenes.h"
 
 #include <OpenSG/OSGBaseFunctions.h>
 #include <OpenSG/OSGChunkMaterial.h>
-#include <OpenSG/OSGGeoPropNormals.h>
-#include <OpenSG/OSGGeoPropPLengths.h>
-#include <OpenSG/OSGGeoPropPTypes.h>
 #include <OpenSG/OSGGeoPropPositions.h>
 #include <OpenSG/OSGGeoPropTexCoords.h>
 #include <OpenSG/OSGGeometry.h>
-#include <OpenSG/OSGGroup.h>
 #include <OpenSG/OSGNode.h>
 #include <OpenSG/OSGSceneFileHandler.h>
-#include <OpenSG/OSGSimpleAttachments.h>
 #include <OpenSG/OSGSimpleMaterial.h>
-#include <OpenSG/OSGSwitch.h>
 #include <OpenSG/OSGTransform.h>
 
 #include <gmock/gmock.h>
@@ -38,12 +33,6 @@ namespace
 
 // -- Graphs ------------------------------------------------------------------------------------------
 
-struct Corner {
-    float x, y, z;
-    float nx = 0, ny = 0, nz = 1;
-    float u = 0, v = 0;
-};
-
 // A strip of two triangles whose corners all differ.
 std::vector<Corner> flag()
 {
@@ -51,54 +40,6 @@ std::vector<Corner> flag()
             {1, 0, 0, 0, 1, 0, 1, 0},
             {0, 2, 0, 1, 0, 0, 0, 1},
             {1, 2, 3, 0, 0, 1, 1, 1}};
-}
-
-osg::GeometryPtr makeGeometry(const std::vector<Corner>& corners, osg::UInt8 type = GL_TRIANGLE_STRIP)
-{
-    const osg::GeoPTypesUI8Ptr types = osg::GeoPTypesUI8::create();
-    const osg::GeoPLengthsUI32Ptr lengths = osg::GeoPLengthsUI32::create();
-    const osg::GeoPositions3fPtr positions = osg::GeoPositions3f::create();
-    const osg::GeoNormals3fPtr normals = osg::GeoNormals3f::create();
-    const osg::GeoTexCoords2fPtr texCoords = osg::GeoTexCoords2f::create();
-    {
-        const osg::CPEditor a(types);
-        const osg::CPEditor b(lengths);
-        const osg::CPEditor c(positions);
-        const osg::CPEditor d(normals);
-        const osg::CPEditor e(texCoords);
-        types->addValue(type);
-        lengths->addValue(static_cast<osg::UInt32>(corners.size()));
-        for (const Corner& corner : corners) {
-            positions->addValue(osg::Pnt3f(corner.x, corner.y, corner.z));
-            normals->addValue(osg::Vec3f(corner.nx, corner.ny, corner.nz));
-            texCoords->addValue(osg::Vec2f(corner.u, corner.v));
-        }
-    }
-    const osg::GeometryPtr geometry = osg::Geometry::create();
-    const osg::CPEditor edit(geometry);
-    geometry->setTypes(types);
-    geometry->setLengths(lengths);
-    geometry->setPositions(positions);
-    geometry->setNormals(normals);
-    geometry->setTexCoords(texCoords);
-    return geometry;
-}
-
-osg::NodePtr makeNode(const std::string& name, const osg::NodeCorePtr& core,
-                      const std::vector<osg::NodePtr>& children = {})
-{
-    const osg::NodePtr node = osg::makeNodeFor(core);
-    if (!name.empty())
-        osg::setName(node, name);
-    const osg::CPEditor edit(node, osg::Node::ChildrenFieldMask);
-    for (const osg::NodePtr& child : children)
-        node->addChild(child);
-    return node;
-}
-
-osg::NodePtr makeGroup(const std::string& name, const std::vector<osg::NodePtr>& children)
-{
-    return makeNode(name, osg::Group::create(), children);
 }
 
 osg::NodePtr makeMoved(const std::string& name, float x, const std::vector<osg::NodePtr>& children)
@@ -111,19 +52,9 @@ osg::NodePtr makeMoved(const std::string& name, float x, const std::vector<osg::
     return makeNode(name, core, children);
 }
 
-osg::NodePtr makeSwitch(osg::Int32 choice, const std::vector<osg::NodePtr>& children)
+osg::NodePtr makeChoices(osg::Int32 choice, const std::vector<osg::NodePtr>& children)
 {
-    const osg::SwitchPtr core = osg::Switch::create();
-    const osg::CPEditor edit(core, osg::Switch::ChoiceFieldMask);
-    core->setChoice(choice);
-    return makeNode("choices", core, children);
-}
-
-osg::NodePtr inactive(const osg::NodePtr& node)
-{
-    const osg::CPEditor edit(node);
-    node->setActive(false);
-    return node;
+    return makeSwitch("choices", choice, children);
 }
 
 osg::GeometryPtr painted(const osg::GeometryPtr& geometry, float red)
@@ -148,9 +79,7 @@ protected:
     std::string save(const std::string& name, const osg::NodePtr& root)
     {
         const std::string file = folder / name;
-        osg::addRefCP(root);
-        EXPECT_TRUE(osg::SceneFileHandler::the()->write(root, file.c_str())) << file;
-        osg::subRefCP(root);
+        saveScene(root, file);
         return file;
     }
     /// Saves both and compares them.
@@ -252,10 +181,12 @@ TEST_F(Diff, instancesGoByTheNameOfTheFirstUse)
 TEST_F(Diff, whatASwitchDoesNotShowIsAsInvisibleAsAnInactiveNode)
 {
     const auto make = [] { return makeGroup("flags", {makeNode("flag", makeGeometry(flag()))}); };
-    expectSame(makeSwitch(1, {make(), make()}), makeGroup("choices", {inactive(make()), make()}));
-    expectSame(makeSwitch(-1, {make(), make()}), makeGroup("choices", {inactive(make()), inactive(make())}));
-    expectSame(makeSwitch(-2, {make(), make()}), makeGroup("choices", {make(), make()}));
-    expectSame(makeSwitch(7, {make(), make()}), makeGroup("choices", {inactive(make()), inactive(make())}));
+    expectSame(makeChoices(1, {make(), make()}), makeGroup("choices", {makeInactive(make()), make()}));
+    expectSame(makeChoices(-1, {make(), make()}),
+               makeGroup("choices", {makeInactive(make()), makeInactive(make())}));
+    expectSame(makeChoices(-2, {make(), make()}), makeGroup("choices", {make(), make()}));
+    expectSame(makeChoices(7, {make(), make()}),
+               makeGroup("choices", {makeInactive(make()), makeInactive(make())}));
 }
 
 TEST_F(Diff, geometryThatDrawsNothingDoesNotCount)
@@ -434,12 +365,13 @@ TEST_F(Diff, findsPointsAndLines)
 TEST_F(Diff, findsWhatIsHidden)
 {
     const auto make = [] { return makeNode("flag", makeGeometry(flag())); };
-    EXPECT_THAT(differences(make(), inactive(make())), ElementsAre("visibility  /flag: shown and hidden"));
-    EXPECT_THAT(
-        differences(makeGroup("all", {inactive(makeGroup("half", {make()}))}), makeGroup("all", {make()})),
-        ElementsAre("visibility  /all/half/flag: hidden and shown"));
+    EXPECT_THAT(differences(make(), makeInactive(make())),
+                ElementsAre("visibility  /flag: shown and hidden"));
+    EXPECT_THAT(differences(makeGroup("all", {makeInactive(makeGroup("half", {make()}))}),
+                            makeGroup("all", {make()})),
+                ElementsAre("visibility  /all/half/flag: hidden and shown"));
     // Invisible and absent are not the same either.
-    EXPECT_THAT(differences(makeGroup("all", {inactive(make())}), makeGroup("all", {})),
+    EXPECT_THAT(differences(makeGroup("all", {makeInactive(make())}), makeGroup("all", {})),
                 ElementsAre("missing     /all/flag: 2 triangles at (0.5, 1, 1.5), inactive"));
 }
 
@@ -499,7 +431,7 @@ TEST_F(Diff, findsOtherMatricesNamesAndMissingNodes)
                 ElementsAre("structure   /scene/more: in the second only, with 0 child nodes",
                             "structure   /scene/arm: other matrix",
                             "structure   /scene/left: named 'left' and 'right'"));
-    EXPECT_THAT(differences(makeGroup("scene", {makeGroup("a", {}), inactive(makeGroup("b", {}))}),
+    EXPECT_THAT(differences(makeGroup("scene", {makeGroup("a", {}), makeInactive(makeGroup("b", {}))}),
                             makeGroup("scene", {makeGroup("a", {}), makeGroup("b", {})}), {"--tree"}),
                 ElementsAre("structure   /scene/b: inactive and active"));
 }

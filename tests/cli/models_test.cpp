@@ -1,6 +1,7 @@
 // Models as others write them, most of them a collection of files: what info says of them is what the files
 // hold.
 
+#include "Models.h"
 #include "Program.h"
 
 #include <assimp/Importer.hpp>
@@ -12,7 +13,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
 #include <sstream>
@@ -43,19 +43,11 @@ class CollectedModels : public ::testing::Test
 protected:
     void SetUp() override
     {
-        std::ifstream index(modelFolder() + "/INDEX.tsv");
-        if (!index)
+        std::vector<IndexedModel> models;
+        if (!readModelIndex(modelFolder(), models))
             GTEST_SKIP() << "the collection of models is not there";
-        std::string line;
-        std::getline(index, line); // titles
-        while (std::getline(index, line)) {
-            std::istringstream fields(line);
-            std::string name;
-            std::string reads;
-            std::getline(fields, name, '\t');
-            std::getline(fields, reads, '\t');
-            (reads == "yes" ? readable : broken).push_back(name);
-        }
+        for (const IndexedModel& model : models)
+            (model.readable ? readable : broken).push_back(model.name);
         ASSERT_GT(readable.size(), 100u);
         ASSERT_GT(broken.size(), 100u);
     }

@@ -2,6 +2,8 @@
 
 // What the tests of the import share: the way into the loader's insides, captured messages, and small scenes.
 
+#include "Graphs.h"
+
 #include <zyKeldaLoader.h>
 
 #include <OpenSG/OSGGeometry.h>
@@ -187,17 +189,3 @@ osg::Transform3DPtr transformOf(const osg::NodePtr& node);
 std::vector<osg::UInt32> indicesOf(const osg::GeometryPtr& geometry);
 std::vector<osg::UInt16> mappingOf(const osg::GeometryPtr& geometry);
 bool hasShadowMark(const osg::NodePtr& node);
-
-/// Drops a graph that has no owner when the test is over.
-class ScopedGraph
-{
-public:
-    explicit ScopedGraph(const osg::NodePtr& root) : _root(root) { osg::addRefCP(_root); }
-    ~ScopedGraph() { osg::subRefCP(_root); }
-    ScopedGraph(const ScopedGraph&) = delete;
-    ScopedGraph& operator=(const ScopedGraph&) = delete;
-    const osg::NodePtr& get() const { return _root; }
-
-private:
-    osg::NodePtr _root;
-};

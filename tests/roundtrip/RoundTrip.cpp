@@ -2,11 +2,6 @@
 
 #include "Compare.h"
 
-#include <OpenSG/OSGGeoPropNormals.h>
-#include <OpenSG/OSGGeoPropPLengths.h>
-#include <OpenSG/OSGGeoPropPTypes.h>
-#include <OpenSG/OSGGeoPropPositions.h>
-#include <OpenSG/OSGGeoPropTexCoords.h>
 #include <OpenSG/OSGSceneFileHandler.h>
 #include <OpenSG/OSGSimpleAttachments.h>
 #include <OpenSG/OSGSwitch.h>
@@ -191,63 +186,18 @@ std::string differencesBetween(const osg::NodePtr& first, const osg::NodePtr& se
     options.ignoreInactive = inactive == Inactive::GoneInSecond;
     options.pointsAndLines = false;
     std::string text;
-    for (const zyscene::Difference& difference : zyscene::compareScenes(first, second, options)) {
-        const osg::NodePtr node = difference.first != osg::NullFC ? difference.first : difference.second;
-        text += std::string(zyscene::nameOf(difference.kind)) + " " + zyscene::pathOf(node) + ": " +
-                difference.text + "\n";
-    }
+    for (const zyscene::Difference& difference : zyscene::compareScenes(first, second, options))
+        text += zyscene::lineOf(difference) + "\n";
     return text;
 }
 
 // -- Small graphs --------------------------------------------------------------------------------------
 
-osg::NodePtr makeNode(const std::string& name, const osg::NodeCorePtr& core,
-                      const std::vector<osg::NodePtr>& children)
-{
-    const osg::NodePtr node = osg::makeNodeFor(core);
-    if (!name.empty())
-        osg::setName(node, name);
-    const osg::CPEditor edit(node, osg::Node::ChildrenFieldMask);
-    for (const osg::NodePtr& child : children)
-        node->addChild(child);
-    return node;
-}
-
-osg::GeometryPtr makeTriangles(const std::vector<std::array<float, 8>>& corners)
-{
-    const osg::GeoPTypesUI8Ptr types = osg::GeoPTypesUI8::create();
-    const osg::GeoPLengthsUI32Ptr lengths = osg::GeoPLengthsUI32::create();
-    const osg::GeoPositions3fPtr positions = osg::GeoPositions3f::create();
-    const osg::GeoNormals3fPtr normals = osg::GeoNormals3f::create();
-    const osg::GeoTexCoords2fPtr texCoords = osg::GeoTexCoords2f::create();
-    {
-        const osg::CPEditor editTypes(types);
-        const osg::CPEditor editLengths(lengths);
-        const osg::CPEditor editPositions(positions);
-        const osg::CPEditor editNormals(normals);
-        const osg::CPEditor editTexCoords(texCoords);
-        types->addValue(GL_TRIANGLES);
-        lengths->addValue(static_cast<osg::UInt32>(corners.size()));
-        for (const std::array<float, 8>& c : corners) {
-            positions->addValue(osg::Pnt3f(c[0], c[1], c[2]));
-            normals->addValue(osg::Vec3f(c[3], c[4], c[5]));
-            texCoords->addValue(osg::Vec2f(c[6], c[7]));
-        }
-    }
-    const osg::GeometryPtr geometry = osg::Geometry::create();
-    const osg::CPEditor edit(geometry);
-    geometry->setTypes(types);
-    geometry->setLengths(lengths);
-    geometry->setPositions(positions);
-    geometry->setNormals(normals);
-    geometry->setTexCoords(texCoords);
-    return geometry;
-}
-
 osg::GeometryPtr makeTriangle(int number)
 {
     const float x = static_cast<float>(number);
-    return makeTriangles({{x, 0, 0, 0, 0, 1, 0, 0}, {x + 1, 0, 0, 0, 1, 0, 1, 0}, {x, 2, 0, 1, 0, 0, 0, 1}});
+    return makeGeometry({{x, 0, 0, 0, 0, 1, 0, 0}, {x + 1, 0, 0, 0, 1, 0, 1, 0}, {x, 2, 0, 1, 0, 0, 0, 1}},
+                        GL_TRIANGLES);
 }
 
 osg::Transform3DPtr makeMove(float x, float y, float z)
@@ -256,19 +206,4 @@ osg::Transform3DPtr makeMove(float x, float y, float z)
     const osg::CPEditor edit(core);
     core->setTranslation(osg::Vec3f(x, y, z));
     return core;
-}
-
-osg::NodePtr makeSwitch(const std::string& name, osg::Int32 choice, const std::vector<osg::NodePtr>& children)
-{
-    const osg::SwitchPtr core = osg::Switch::create();
-    const osg::CPEditor edit(core, osg::Switch::ChoiceFieldMask);
-    core->setChoice(choice);
-    return makeNode(name, core, children);
-}
-
-osg::NodePtr makeInactive(const osg::NodePtr& node)
-{
-    const osg::CPEditor edit(node);
-    node->setActive(false);
-    return node;
 }

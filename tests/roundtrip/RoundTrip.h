@@ -3,6 +3,8 @@
 // What the round-trip tests share: trips through a scene file, small graphs, and a plain look at what a graph
 // draws.
 
+#include "Graphs.h"
+
 #include <OpenSG/OSGGeometry.h>
 #include <OpenSG/OSGMatrix.h>
 #include <OpenSG/OSGNode.h>
@@ -13,20 +15,6 @@
 #include <vector>
 
 // -- Trips ---------------------------------------------------------------------------------------------
-
-/// Keeps a graph for a scope.
-class ScopedGraph
-{
-public:
-    explicit ScopedGraph(const osg::NodePtr& root) : _root(root) { osg::addRefCP(_root); }
-    ~ScopedGraph() { osg::subRefCP(_root); }
-    ScopedGraph(const ScopedGraph&) = delete;
-    ScopedGraph& operator=(const ScopedGraph&) = delete;
-    const osg::NodePtr& get() const { return _root; }
-
-private:
-    osg::NodePtr _root;
-};
 
 /// A folder of its own, removed at the end.
 class TripFolder
@@ -79,13 +67,6 @@ std::string differencesBetween(const osg::NodePtr& first, const osg::NodePtr& se
 
 // -- Small graphs --------------------------------------------------------------------------------------
 
-osg::NodePtr makeNode(const std::string& name, const osg::NodeCorePtr& core,
-                      const std::vector<osg::NodePtr>& children = {});
-/// Triangles without indices; x y z, nx ny nz, u v for each corner.
-osg::GeometryPtr makeTriangles(const std::vector<std::array<float, 8>>& corners);
 /// One triangle, moved so that it differs from those of other numbers.
 osg::GeometryPtr makeTriangle(int number);
 osg::Transform3DPtr makeMove(float x, float y, float z);
-osg::NodePtr makeSwitch(const std::string& name, osg::Int32 choice,
-                        const std::vector<osg::NodePtr>& children);
-osg::NodePtr makeInactive(const osg::NodePtr& node);

@@ -655,7 +655,7 @@ TEST_P(GraphTrip, verySmallTurnsAreLost)
 TEST_P(GraphTrip, geometryWithoutNormalsComesBackFlat)
 {
     const osg::GeometryPtr bare =
-        makeTriangles({{0, 0, 0}, {2, 0, 0}, {0, 3, 0}, {0, 0, 0}, {0, 4, 0}, {0, 0, 5}});
+        makeGeometry({{0, 0, 0}, {2, 0, 0}, {0, 3, 0}, {0, 0, 0}, {0, 4, 0}, {0, 0, 5}}, GL_TRIANGLES);
     {
         const osg::CPEditor edit(bare);
         bare->setNormals(osg::NullFC);

@@ -216,12 +216,6 @@ private:
         return ExitCode::Different;
     }
 
-    static std::string lineOf(const Difference& difference)
-    {
-        const osg::NodePtr node = difference.first != osg::NullFC ? difference.first : difference.second;
-        return std::string(nameOf(difference.kind)) + " " + pathOf(node) + ": " + difference.text;
-    }
-
     // -- Result --
 
     void writeResult(JsonWriter& json, const Result& result)
@@ -243,23 +237,9 @@ private:
 
     static void writeDifferences(JsonWriter& json, const std::vector<Difference>& differences)
     {
-        const auto path = [&json](const char* key, const osg::NodePtr& node) {
-            json.key(key);
-            if (node == osg::NullFC)
-                json.null();
-            else
-                json.value(std::string_view(pathOf(node)));
-        };
         json.beginArray();
-        for (std::size_t i = 0; i < std::min(listedDifferences, differences.size()); ++i) {
-            const Difference& difference = differences[i];
-            json.beginObject(JsonWriter::OneLine);
-            json.member("kind", nameOf(difference.kind));
-            path("first", difference.first);
-            path("second", difference.second);
-            json.member("text", std::string_view(difference.text));
-            json.endObject();
-        }
+        for (std::size_t i = 0; i < std::min(listedDifferences, differences.size()); ++i)
+            writeDifference(json, differences[i]);
         json.endArray();
     }
 

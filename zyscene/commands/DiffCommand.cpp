@@ -37,9 +37,9 @@ public:
             ->delimiter(',')
             ->check(CLI::IsMember(std::vector<std::string>{"names", "materials", "normals", "uvs"}))
             ->type_name("LIST");
-        app.add_flag(
-            "--tree", _compare.tree,
-            "The node structure too; a level with an identity matrix and one child counts as nothing");
+        app.add_flag("--tree", _compare.tree,
+                     "Compare the nodes above the geometry as well, but for levels that neither move nor "
+                     "gather anything");
         _importOptions.addTo(app);
     }
 
@@ -124,9 +124,7 @@ private:
         forEachShown(
             differences, shownOfAKind,
             [&](const Difference& difference) {
-                const osg::NodePtr& node =
-                    difference.first != osg::NullFC ? difference.first : difference.second;
-                out.write(startLine(difference.kind) + printable(pathOf(node)) + ": " +
+                out.write(startLine(difference.kind) + printable(pathOf(difference.node())) + ": " +
                           printable(difference.text) + "\n");
             },
             [&](Difference::Kind kind, std::size_t count) {
@@ -151,23 +149,9 @@ private:
         json.endObject();
         json.key("differences");
         json.beginArray();
-        const auto path = [&json](const char* key, const osg::NodePtr& node) {
-            json.key(key);
-            if (node == osg::NullFC)
-                json.null();
-            else
-                json.value(std::string_view(pathOf(node)));
-        };
         forEachShown(
             differences, listedOfAKind,
-            [&](const Difference& difference) {
-                json.beginObject(JsonWriter::OneLine);
-                json.member("kind", nameOf(difference.kind));
-                path("first", difference.first);
-                path("second", difference.second);
-                json.member("text", std::string_view(difference.text));
-                json.endObject();
-            },
+            [&](const Difference& difference) { writeDifference(json, difference); },
             [](Difference::Kind, std::size_t) {}); // the counts tell
         json.endArray();
         json.endObject();

@@ -26,6 +26,8 @@ struct Property {
     int uses = 0;                      // by attributes of the geometries at hand
     int unit = -1;                     // -1: in none yet
     bool blocked = false;
+
+    bool isUsedElsewhere() const { return attribute.property.getRefCount() > uses; }
 };
 
 // Properties that the same columns refer to: their values are unified as tuples.
@@ -45,6 +47,8 @@ struct IndexArray {
     std::vector<int> units; // for each column; -1 where nothing reads it
     int uses = 0;
     bool blocked = false;
+
+    bool isUsedElsewhere() const { return indices.getRefCount() > uses; }
 };
 
 // Unifies the vertices of a set of geometries.
@@ -179,15 +183,9 @@ void Unification::add(const osg::GeometryPtr& geo)
 
 bool Unification::isClosed() const
 {
-    for (const Property& property : _properties) {
-        if (property.attribute.property.getRefCount() > property.uses)
-            return false;
-    }
-    for (const IndexArray& array : _arrays) {
-        if (array.indices.getRefCount() > array.uses)
-            return false;
-    }
-    return true;
+    const auto isUsedElsewhere = [](const auto& data) { return data.isUsedElsewhere(); };
+    return std::none_of(_properties.begin(), _properties.end(), isUsedElsewhere) &&
+           std::none_of(_arrays.begin(), _arrays.end(), isUsedElsewhere);
 }
 
 void Unification::clear()
@@ -213,12 +211,11 @@ void Unification::spreadBlocks()
 {
     // More references than uses: somebody else relies on the order of these values.
     for (const Property& property : _properties) {
-        if (property.unit >= 0 &&
-            (property.blocked || property.attribute.property.getRefCount() > property.uses))
+        if (property.unit >= 0 && (property.blocked || property.isUsedElsewhere()))
             _units[static_cast<std::size_t>(property.unit)].blocked = true;
     }
     for (const IndexArray& array : _arrays) {
-        if (array.blocked || array.indices.getRefCount() > array.uses)
+        if (array.blocked || array.isUsedElsewhere())
             blockUnitsOf(array);
     }
 }

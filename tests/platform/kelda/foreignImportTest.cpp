@@ -1,3 +1,4 @@
+#include "Models.h"
 #include "ioTools.h"
 
 #include "kelda/KDagPathArray.h"
@@ -16,10 +17,8 @@
 #include <assimp/scene.h>
 
 #include <cmath>
-#include <fstream>
 #include <functional>
 #include <map>
-#include <sstream>
 
 namespace
 {
@@ -437,25 +436,19 @@ TEST_F(ForeignImport, whatCannotBeTakenOverIsCounted)
 
 TEST_F(ForeignImport, collectedModelsHaveAsManyPolygonsAsTheirFiles)
 {
-    const fs::path models = ZY_MODELS_DIR;
-    std::ifstream index(models / "INDEX.tsv");
-    if (!index)
+    const fs::path folder = ZY_MODELS_DIR;
+    std::vector<IndexedModel> models;
+    if (!readModelIndex(folder.string(), models))
         GTEST_SKIP() << "the collection of models is not there";
-    std::string line;
-    std::getline(index, line);
     size_t read = 0;
     size_t refused = 0;
-    while (std::getline(index, line)) {
-        std::istringstream fields(line);
-        std::string name;
-        std::string reads;
-        std::getline(fields, name, '\t');
-        std::getline(fields, reads, '\t');
-        const std::string path = (models / name).string();
+    for (const IndexedModel& model : models) {
+        const std::string& name = model.name;
+        const std::string path = (folder / name).string();
         KFileIO::newFile(true);
         errors.clear();
         const KStatus status = KFileIO::import(path);
-        if (reads != "yes") {
+        if (!model.readable) {
             EXPECT_EQ(status, KStatus::kFailure) << name;
             EXPECT_EQ(errors.size(), 1u) << name;
             ++refused;

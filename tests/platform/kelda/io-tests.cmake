@@ -4,7 +4,8 @@ find_package(assimp REQUIRED)
 
 zy_add_test(keldaSceneFormsTest SOURCES sceneFormsTest.cpp LIBS Kelda::Kelda rapidcheck TIMEOUT 900)
 zy_add_test(keldaFileIOTest SOURCES fileIOTest.cpp LIBS Kelda::Kelda)
-zy_add_test(keldaForeignImportTest SOURCES foreignImportTest.cpp LIBS Kelda::Kelda assimp::assimp TIMEOUT 900)
+zy_add_test(keldaForeignImportTest SOURCES foreignImportTest.cpp LIBS Kelda::Kelda modelTestSupport assimp::assimp
+  TIMEOUT 900)
 if(TARGET keldaSceneFormsTest)
   target_compile_definitions(keldaSceneFormsTest PRIVATE
     ZY_DOCS_DIR="${PROJECT_SOURCE_DIR}/docs"
