@@ -99,19 +99,22 @@ std::string firstSuffix(const ImageFormat& format)
     return all.substr(0, all.find(' '));
 }
 
+// Takes no more memory than the stream says that it still has, where it knows.
 bool readAll(std::istream& in, std::vector<UInt8>& data)
 {
+    std::size_t known = 0;
     const std::istream::pos_type here = in.tellg();
     if (here != std::istream::pos_type(-1) && in.seekg(0, std::ios::end)) {
         const std::streamoff rest = in.tellg() - here;
         in.seekg(here);
-        data.reserve(rest > 0 ? std::size_t(rest) : 0);
+        known = rest > 0 ? std::size_t(rest) : 0;
     }
     in.clear();
     constexpr std::size_t block = std::size_t(1) << 16;
     while (in) {
         const std::size_t size = data.size();
-        data.resize(std::max(size + block, data.capacity()));
+        // One byte more: reading beyond the end is how to see it.
+        data.resize(size < known ? known + 1 : size + std::max(size, block));
         in.read(reinterpret_cast<Char8*>(data.data()) + size, std::streamsize(data.size() - size));
         data.resize(size + std::size_t(in.gcount()));
     }

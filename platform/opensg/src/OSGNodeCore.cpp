@@ -26,9 +26,13 @@ void NodeCore::addParent(const NodePtr& parent)
 
 void NodeCore::subParent(const NodePtr& parent)
 {
-    const auto found = _mfParents.find(parent);
-    if (found != _mfParents.end()) {
-        _mfParents.erase(found);
+    // Nodes stand here once. Whoever takes a shared core away from many goes from the last to the first: so
+    // that costs no more than there are nodes.
+    for (auto found = _mfParents.end(); found != _mfParents.begin();) {
+        if (*--found == parent) {
+            _mfParents.erase(found);
+            return;
+        }
     }
 }
 
