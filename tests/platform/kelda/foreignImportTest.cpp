@@ -5,6 +5,8 @@
 #include "kelda/KFnDagNode.h"
 #include "kelda/KFnMesh.h"
 #include "kelda/KFnPhongShader.h"
+#include "kelda/KFnPointLight.h"
+#include "kelda/KFnSpotLight.h"
 #include "kelda/KFnTransform.h"
 #include "kelda/KGlobal.h"
 #include "kelda/KItDag.h"
@@ -17,6 +19,7 @@
 #include <assimp/scene.h>
 
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <map>
 
@@ -506,4 +509,112 @@ TEST_F(ForeignImport, sharedMeshesStandBelowATransformWithAMatrix)
     const Counts counts = countScene();
     EXPECT_EQ(counts.shapes, 43u);
     EXPECT_EQ(counts.uses, 2880u);
+}
+
+// -- Lights ---------------------------------------------------------------------------------------
+
+TEST_F(ForeignImport, lightsStandWhereTheirNodesAre)
+{
+    write(
+        in("lights.gltf"),
+        "{\"asset\":{\"version\":\"2.0\"},\"scene\":0,\"scenes\":[{\"nodes\":[0,1,2]}],"
+        "\"extensionsUsed\":[\"KHR_lights_punctual\"],"
+        "\"extensions\":{\"KHR_lights_punctual\":{\"lights\":["
+        "{\"type\":\"directional\",\"color\":[1,0.5,0.25],\"intensity\":3},"
+        "{\"type\":\"point\",\"color\":[0.5,0.25,0]},"
+        "{\"type\":\"spot\",\"intensity\":2,\"spot\":{\"innerConeAngle\":0.25,\"outerConeAngle\":0.5}}]}},"
+        "\"nodes\":[{\"name\":\"sun\",\"rotation\":[1,0,0,0],"
+        "\"extensions\":{\"KHR_lights_punctual\":{\"light\":0}}},"
+        "{\"name\":\"bulb\",\"translation\":[1,2,3],\"extensions\":{\"KHR_lights_punctual\":{\"light\":1}}},"
+        "{\"name\":\"lamp\",\"extensions\":{\"KHR_lights_punctual\":{\"light\":2}}}]}");
+    ASSERT_EQ(KFileIO::import(in("lights.gltf")), KStatus::kSuccess) << lastError();
+    std::map<std::string, KDagPath> lights;
+    KDagPath path;
+    for (KItDag it(KItDag::kDepthFirst, KFn::kLight); !it.isDone(); it.next()) {
+        it.getPath(path);
+        if (path.node().hasFn(KFn::kLight))
+            lights[path.node().apiTypeStr()] = path;
+    }
+    ASSERT_EQ(lights.size(), 3u);
+    const KFnLight sun(lights["directionalLight"]), bulb(lights["pointLight"]);
+    const KFnSpotLight lamp(lights["spotLight"]);
+    EXPECT_EQ(sun.color(), KColor(1, 0.5f, 0.25f));
+    EXPECT_EQ(sun.intensity(), 3.0f);
+    EXPECT_EQ(bulb.color(), KColor(0.5f, 0.25f, 0));
+    EXPECT_EQ(bulb.intensity(), 1.0f);
+    EXPECT_EQ(KFnPointLight(lights["pointLight"]).decayRate(), 2);
+    EXPECT_NEAR(lamp.coneAngle(), 1.0, 1e-6);
+    EXPECT_NEAR(lamp.penumbraAngle(), -0.25, 1e-6);
+    EXPECT_EQ(lights["spotLight"].fullPathName(), KString("|ROOT|lamp|lampShape"));
+    KMatrix place;
+    EXPECT_EQ(KFnDagNode(lights["pointLight"]).findPlug("worldMatrix[0]").getValue(place), KStatus::kSuccess);
+    EXPECT_EQ(place(3, 0), 1.0);
+    EXPECT_EQ(place(3, 1), 2.0);
+    EXPECT_EQ(place(3, 2), 3.0);
+    KFnDagNode(lights["directionalLight"]).findPlug("worldMatrix[0]").getValue(place);
+    EXPECT_NEAR(place(2, 2), -1.0, 1e-6); // turned about x
+    EXPECT_TRUE(warnings.empty()) << warnings[0];
+}
+
+TEST_F(ForeignImport, ambientLightsHaveTheirColour)
+{
+    write(in("sky.dae"),
+          "<?xml version=\"1.0\"?><COLLADA xmlns=\"http://www.collada.org/2005/11/COLLADASchema\" "
+          "version=\"1.4.1\"><asset><up_axis>Y_UP</up_axis></asset><library_lights><light id=\"l\" "
+          "name=\"sky\"><technique_common><ambient><color>0.5 0.25 0</color></ambient></technique_common>"
+          "</light></library_lights><library_visual_scenes><visual_scene id=\"s\"><node id=\"n\" "
+          "name=\"n\"><instance_light url=\"#l\"/></node></visual_scene></library_visual_scenes>"
+          "<scene><instance_visual_scene url=\"#s\"/></scene></COLLADA>");
+    ASSERT_EQ(KFileIO::import(in("sky.dae")), KStatus::kSuccess) << lastError();
+    KItDag it(KItDag::kDepthFirst, KFn::kAmbientLight);
+    ASSERT_FALSE(it.isDone());
+    KDagPath path;
+    it.getPath(path);
+    EXPECT_EQ(KFnLight(path).color(), KColor(0.5f, 0.25f, 0));
+}
+
+namespace
+{
+
+/// A chunk of a 3ds file: its number, its size, what is in it.
+std::string chunk(uint16_t number, const std::string& contents)
+{
+    const uint32_t size = static_cast<uint32_t>(contents.size() + 6);
+    std::string out(6, '\0');
+    std::memcpy(&out[0], &number, 2);
+    std::memcpy(&out[2], &size, 4);
+    return out + contents;
+}
+
+std::string floats(std::initializer_list<float> values)
+{
+    return std::string(reinterpret_cast<const char*>(values.begin()), values.size() * sizeof(float));
+}
+
+} // namespace
+
+TEST_F(ForeignImport, aLightThatShinesElsewhereGetsATransformOfItsOwn)
+{
+    using namespace std::string_literals;
+    const std::string triangle = chunk(0x4100, chunk(0x4110, "\3\0"s + floats({0, 0, 0, 1, 0, 0, 0, 1, 0})) +
+                                                   chunk(0x4120, "\1\0\0\0\1\0\2\0\7\0"s));
+    const std::string spot = chunk(0x4600, floats({1, 2, 3}) + chunk(0x0010, floats({1, 0.5f, 0.25f})) +
+                                               chunk(0x4610, floats({9, 2, 3, 20, 40}))); // shines along x
+    write(in("spot.3ds"),
+          chunk(0x4d4d, chunk(0x3d3d, chunk(0x4000, "m\0"s + triangle) + chunk(0x4000, "lamp\0"s + spot))));
+    ASSERT_EQ(KFileIO::import(in("spot.3ds")), KStatus::kSuccess) << lastError();
+    KDagPath path;
+    KItDag it(KItDag::kDepthFirst, KFn::kSpotLight);
+    ASSERT_FALSE(it.isDone());
+    it.getPath(path);
+    const KFnSpotLight lamp(path);
+    EXPECT_EQ(lamp.name(), KString("lampShape"));
+    EXPECT_NEAR(lamp.coneAngle(), std::acos(-1.0) / 3, 1e-6);
+    EXPECT_NEAR(lamp.penumbraAngle(), -std::acos(-1.0) / 9, 1e-6);
+    const KMatrix own = KFnTransform(lamp.parent(0)).transformation().asMatrix();
+    EXPECT_NEAR(-own(2, 0), 1, 1e-6); // where -z goes
+    EXPECT_NEAR(own(1, 1), 1, 1e-6);
+    EXPECT_EQ(own(3, 0), 1.0);
+    EXPECT_EQ(own(3, 1), 2.0);
+    EXPECT_EQ(own(3, 2), 3.0);
 }

@@ -2,8 +2,8 @@
 find_package(rapidcheck REQUIRED)
 find_package(assimp REQUIRED)
 
-zy_add_test(keldaSceneFormsTest SOURCES sceneFormsTest.cpp LIBS Kelda::Kelda rapidcheck TIMEOUT 900)
-zy_add_test(keldaFileIOTest SOURCES fileIOTest.cpp LIBS Kelda::Kelda)
+zy_add_test(keldaSceneFormsTest SOURCES sceneFormsTest.cpp nurbsFormsTest.cpp LIBS Kelda::Kelda rapidcheck TIMEOUT 900)
+zy_add_test(keldaFileIOTest SOURCES fileIOTest.cpp lightsAndCurvesFormsTest.cpp LIBS Kelda::Kelda)
 zy_add_test(keldaForeignImportTest SOURCES foreignImportTest.cpp LIBS Kelda::Kelda modelTestSupport assimp::assimp
   TIMEOUT 900)
 if(TARGET keldaSceneFormsTest)

@@ -68,7 +68,7 @@ TEST_F(Shading, aNewPhongHasTheDefaultsOfItsType)
     EXPECT_EQ(phong.transparency(), KColor(0, 0, 0));
     EXPECT_EQ(phong.incandescence(), KColor(0, 0, 0));
     EXPECT_EQ(phong.specularColor(), KColor(0.5f));
-    EXPECT_EQ(phong.diffuseCoeff(), 0.8f);
+    EXPECT_EQ(phong.diffuseCoeff(), 1.0f);
     EXPECT_EQ(phong.cosPower(), 20.0f);
     KFnBlinnShader blinn;
     blinn.create();

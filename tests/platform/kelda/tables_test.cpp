@@ -99,9 +99,10 @@ TEST(NodeTypeTable, everyAttributeOfFilesStandsOnTheirPage)
 TEST(NodeTypeTable, numbersThatProgramsKnowAreFixed)
 {
     const std::pair<const char*, int> known[] = {
-        {"transform", 110},        {"camera", 250},     {"mesh", 296},      {"light", 302},
-        {"directionalLight", 308}, {"pointLight", 309}, {"spotLight", 310}, {"place2dTexture", 451},
-        {"place3dTexture", 452},   {"projection", 459}, {"file", 494},      {"uvChooser", 790}};
+        {"animCurve", 7},    {"transform", 110},    {"camera", 250},         {"mesh", 296},
+        {"nurbsCurve", 267}, {"nurbsSurface", 294}, {"light", 302},          {"directionalLight", 308},
+        {"pointLight", 309}, {"spotLight", 310},    {"place2dTexture", 451}, {"place3dTexture", 452},
+        {"projection", 459}, {"file", 494},         {"uvChooser", 790}};
     for (const auto& k : known)
         EXPECT_EQ(findNodeType(std::string_view(k.first))->fn(), k.second) << k.first;
 }
@@ -133,7 +134,10 @@ TEST(NodeTypeTable, idsInFilesNeverChange)
                                  "projection",
                                  "place2dTexture",
                                  "place3dTexture",
-                                 "uvChooser"};
+                                 "uvChooser",
+                                 "nurbsSurface",
+                                 "nurbsCurve",
+                                 "animCurve"};
     for (unsigned i = 0; i < sizeof names / sizeof *names; ++i)
         EXPECT_STREQ(findNodeType(i + 1)->name(), names[i]);
 }

@@ -35,6 +35,7 @@ struct KFn {
         kProjection = 459,
         kFileTexture = 494,
         kMeshPolygonComponent = 550, ///< not a node: faces of a mesh
+        kNurbsCurveData = 551,       ///< not a node: a curve that stands in no scene
         kUvChooser = 790
     };
 };

@@ -16,6 +16,8 @@ public:
     explicit KFnDagNode(const KDagPath& path, KStatus* status = nullptr);
     KFn::Type type() const override;
     KStatus setObject(const KObject& object) override;
+    /// Of a function set of shapes, the path may be that of a transform: then it attaches to the first shape
+    /// of its kind below it that is no intermediate object.
     KStatus setObject(const KDagPath& path);
 
     /// Makes a node of that type below the parent (null: below the world) and attaches to it. A shape without

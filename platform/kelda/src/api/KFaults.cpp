@@ -7,6 +7,7 @@ namespace KFaults
 {
 
 bool armed = false;
+KStatus::KStatusCode status = KStatus::kFailure;
 
 namespace
 {
@@ -15,6 +16,7 @@ struct Operation {
     unsigned calls = 0;
     unsigned failFrom = 0; ///< number of the first call that fails; 0: none
     unsigned failCount = 0;
+    KStatus::KStatusCode status = KStatus::kFailure;
 };
 
 std::map<std::string, Operation>& operations()
@@ -33,7 +35,13 @@ std::vector<std::string>& lines()
 
 void failCall(const char* operation, unsigned n, unsigned count)
 {
+    failCallWith(KStatus::kFailure, operation, n, count);
+}
+
+void failCallWith(KStatus::KStatusCode status, const char* operation, unsigned n, unsigned count)
+{
     Operation& o = operations()[operation];
+    o.status = status;
     o.failFrom = o.calls + n;
     o.failCount = n == 0 ? 0 : count;
     armed = true;
@@ -71,6 +79,7 @@ bool hitSlow(const char* operation)
 {
     Operation& o = operations()[operation];
     ++o.calls;
+    status = o.status;
     return o.failCount > 0 && o.calls >= o.failFrom && o.calls - o.failFrom < o.failCount;
 }
 

@@ -43,7 +43,19 @@ KStatus KFnDagNode::setObject(const KDagPath& path)
     const DagNode* node = dagOf(path);
     if (!node)
         return KStatus::kInvalidParameter;
-    const KStatus status = KFnBase::setObject(objectOf(node->id));
+    const KObject object = objectOf(node->id);
+    if (node->isA(KFn::kTransform) && !hasObj(object)) {
+        // A function set of shapes finds the shape below a transform.
+        for (NodeId id : node->children) {
+            const DagNode* child = Scene::current().dag(id);
+            if (child->intermediate || !child->isA(KFn::kShape) || !hasObj(objectOf(id)))
+                continue;
+            KDagPath shape = path;
+            const KStatus pushed = shape.push(objectOf(id));
+            return pushed.error() ? pushed : setObject(shape);
+        }
+    }
+    const KStatus status = KFnBase::setObject(object);
     if (!status.error())
         _path = path;
     return status;

@@ -118,21 +118,6 @@ UVSet* findUVSet(MeshData& mesh, const KString* name)
     return nullptr;
 }
 
-/// The matrix to world space for a call on a path; false (and the status) when the space is not to be had.
-bool spaceMatrix(const KDagPath& path, KSpace::Space space, KMatrix& matrix, KStatus& status)
-{
-    if (space == KSpace::kObject || space == KSpace::kTransform)
-        return true;
-    if (space != KSpace::kWorld || !path.isValid()) {
-        status = KStatus::kInvalidParameter;
-        return false;
-    }
-    std::vector<NodeId> ids;
-    PathTable::idsOf(path.cell(), ids);
-    matrix = worldMatrix(Scene::current(), ids.data(), ids.size());
-    return true;
-}
-
 } // namespace
 
 // -- Making ---------------------------------------------------------------------------------------

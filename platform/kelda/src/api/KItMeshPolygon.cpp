@@ -41,7 +41,7 @@ KStatus KItMeshPolygon::rewind()
         return KStatus::kInvalidParameter;
     const MeshData& mesh = static_cast<const MeshNode*>(node)->mesh;
     const int faces = static_cast<int>(mesh.faceCount());
-    const FaceSet* component = _component.faces().get();
+    const FaceSet* component = static_cast<const FaceSet*>(_component.held().get());
     if (component && component->ranges.back().last >= faces)
         return KStatus::kInvalidParameter; // the mesh has lost faces since
     _counts = mesh.faceCounts.data();
@@ -72,7 +72,7 @@ KStatus KItMeshPolygon::end()
 /// The faces of a run are through: on to the next range of the component, or done.
 KStatus KItMeshPolygon::nextRun()
 {
-    const FaceSet* component = _component.faces().get();
+    const FaceSet* component = static_cast<const FaceSet*>(_component.held().get());
     if (!component || ++_run >= component->ranges.size())
         return KStatus::kSuccess;
     _face = component->ranges[_run].first;

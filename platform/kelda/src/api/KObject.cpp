@@ -8,38 +8,48 @@ const KObject KObject::kNullObj;
 
 bool KObject::isNull() const
 {
-    return !_faces && !nodeOf(*this);
+    return !_held && !nodeOf(*this);
+}
+
+std::shared_ptr<const FaceSet> KObject::faces() const
+{
+    return _held && _held->type == KFn::kMeshPolygonComponent ? std::static_pointer_cast<const FaceSet>(_held)
+                                                              : nullptr;
 }
 
 bool KObject::hasFn(KFn::Type type) const
 {
-    if (_faces)
-        return type == KFn::kMeshPolygonComponent;
+    if (_held) // the data of a curve can be used as a curve
+        return type == _held->type || (type == KFn::kNurbsCurve && _held->type == KFn::kNurbsCurveData);
     const Node* node = nodeOf(*this);
     return node && (type == KFn::kBase || node->isA(type));
 }
 
 KFn::Type KObject::apiType() const
 {
-    if (_faces)
-        return KFn::kMeshPolygonComponent;
+    if (_held)
+        return _held->type;
     const Node* node = nodeOf(*this);
     return node ? node->type->fn() : KFn::kInvalid;
 }
 
 const char* KObject::apiTypeStr() const
 {
-    if (_faces)
-        return "meshFaces";
+    if (_held)
+        return _held->type == KFn::kMeshPolygonComponent ? "meshFaces" : "nurbsCurveData";
     const Node* node = nodeOf(*this);
     return node ? node->type->name() : "";
 }
 
 bool KObject::operator==(const KObject& other) const
 {
-    if (_faces && other._faces) {
-        const std::vector<FaceRange>& a = _faces->ranges;
-        const std::vector<FaceRange>& b = other._faces->ranges;
+    if (_held && _held == other._held)
+        return true;
+    const std::shared_ptr<const FaceSet> faces = this->faces();
+    const std::shared_ptr<const FaceSet> otherFaces = other.faces();
+    if (faces && otherFaces) {
+        const std::vector<FaceRange>& a = faces->ranges;
+        const std::vector<FaceRange>& b = otherFaces->ranges;
         bool same = a.size() == b.size();
         for (size_t i = 0; same && i < a.size(); ++i)
             same = a[i].first == b[i].first && a[i].last == b[i].last;
@@ -48,5 +58,5 @@ bool KObject::operator==(const KObject& other) const
     const bool null = isNull();
     if (null || other.isNull())
         return null && other.isNull();
-    return !_faces && !other._faces && _node == other._node;
+    return !_held && !other._held && _node == other._node;
 }

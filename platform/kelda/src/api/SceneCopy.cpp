@@ -1,5 +1,7 @@
 #include "api/SceneCopy.h"
 
+#include "api/Api.h"
+
 #include <unordered_map>
 
 namespace kelda
@@ -65,6 +67,20 @@ KMatrix worldMatrix(const Scene& scene, const NodeId* ids, size_t count)
     return out;
 }
 
+bool spaceMatrix(const KDagPath& path, KSpace::Space space, KMatrix& matrix, KStatus& status)
+{
+    if (space == KSpace::kObject || space == KSpace::kTransform)
+        return true;
+    if (space != KSpace::kWorld || !path.isValid()) {
+        status = KStatus::kInvalidParameter;
+        return false;
+    }
+    std::vector<NodeId> ids;
+    PathTable::idsOf(path.cell(), ids);
+    matrix = worldMatrix(Scene::current(), ids.data(), ids.size());
+    return true;
+}
+
 // -- Duplicates -----------------------------------------------------------------------------------
 
 namespace
@@ -85,6 +101,10 @@ DagNode& copyNode(Scene& scene, const DagNode& from, uint32_t number, NodeId par
         static_cast<TransformNode&>(to).transform = static_cast<const TransformNode&>(from).transform;
     if (from.isA(KFn::kMesh))
         static_cast<MeshNode&>(to).mesh = static_cast<const MeshNode&>(from).mesh;
+    if (from.isA(KFn::kNurbsSurface))
+        static_cast<SurfaceNode&>(to).surface = static_cast<const SurfaceNode&>(from).surface;
+    if (from.isA(KFn::kNurbsCurve))
+        static_cast<CurveNode&>(to).curve = static_cast<const CurveNode&>(from).curve;
     for (const Membership& m : scene.setsOf(from, number))
         scene.addMember(static_cast<SetNode&>(*scene.node(m.set)), to, 0, m.faces);
     return to;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "graph/Scene.h"
+#include "kelda/KDagPath.h"
 #include "kelda/KTransformationMatrix.h"
 
 namespace kelda
@@ -11,6 +12,9 @@ void setComponents(TransformData& data, const KTransformationMatrix& from); ///<
 KMatrix localMatrix(const TransformData& data);
 /// The product of the local matrices along a path, from its end up to the world.
 KMatrix worldMatrix(const Scene& scene, const NodeId* ids, size_t count);
+
+/// The matrix to world space for a call on a path; false (and the status) when the space is not to be had.
+bool spaceMatrix(const KDagPath& path, KSpace::Space space, KMatrix& matrix, KStatus& status);
 
 /// See KFnDagNode::duplicate; of the node's instance `number`. `made`: the new (or newly instanced)
 /// transform; untouched on failure.

@@ -1,6 +1,8 @@
 #include "command/Interpreter.h"
+#include "graph/AnimCurves.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace kelda
 {
@@ -446,12 +448,64 @@ bool runSets(Interpreter& in)
     return true;
 }
 
+// -- Animation ------------------------------------------------------------------------------------
+
+bool runSetKeyframe(Interpreter& in)
+{
+    Scene& scene = in.scene();
+    const Argument* timeArg = in.value("time");
+    const Argument* valueArg = in.value("value");
+    if (!timeArg || !valueArg)
+        return in.fail("\"-time\" and \"-value\" are needed");
+    double time = 0, value = 0;
+    if (!in.number(*timeArg, time) || !in.number(*valueArg, value))
+        return false;
+    const double ticks = KTime(time, scene.timeUnit()).ticks();
+    if (!std::isfinite(ticks) || !std::isfinite(value))
+        return in.fail(std::isfinite(ticks) ? *valueArg : *timeArg, "the number must be finite");
+    PlugKey plug, source;
+    if (!plugArg(in, in.arg(0), plug))
+        return false;
+    if (!scene.sourceOf(plug, source)) {
+        if (const Outcome made = makeAnimCurve(scene, plug, source.node); !made)
+            return in.fail(in.arg(0), made);
+    } else if (!scene.node(source.node)->isA(KFn::kAnimCurve)) {
+        return in.fail(in.arg(0), "\"" + scene.plugText(plug) + "\" is driven by \"" +
+                                      scene.plugText(source) + "\", which is no animation curve");
+    }
+    in.cannotUndo();
+    Node& curve = *scene.node(source.node);
+    addKey(static_cast<AnimCurveNode&>(curve).keys, ticks, value);
+    in.result().set(KString(scene.name(curve)));
+    return true;
+}
+
 // -- The scene as a whole -------------------------------------------------------------------------
+
+bool setTimeUnit(Interpreter& in, const Argument& name)
+{
+    Scene& scene = in.scene();
+    KTime::Unit unit = KTime::kFilm;
+    if (!parseTimeUnit(name.text, unit))
+        return in.fail(name, "\"" + std::string(name.text) + "\" is not a time unit");
+    if (in.undo()) {
+        const KTime::Unit before = scene.timeUnit();
+        UndoQueue::current().push([before](Scene& s) { s.setTimeUnit(before); });
+    }
+    scene.setTimeUnit(unit);
+    in.result().set(KString(fullName(unit)));
+    return true;
+}
 
 bool runCurrentUnit(Interpreter& in)
 {
     Scene& scene = in.scene();
     const Argument* linear = in.value("linear");
+    const Argument* time = in.value("time");
+    if (time && (linear || in.has("query")))
+        return in.fail(*time, "\"-time\" stands alone");
+    if (time)
+        return setTimeUnit(in, *time);
     if (in.has("query")) {
         in.result().set(
             KString(in.has("fullName") ? fullName(scene.linearUnit()) : shortName(scene.linearUnit())));
@@ -546,10 +600,15 @@ const FlagRow setsFlags[] = {
     {"addElement", "add", 1, "set that the members join"},
     {"remove", "rm", 1, "set that the members leave"},
 };
+const FlagRow setKeyframeFlags[] = {
+    {"time", "t", 1, "time of the key, in the scene's time unit"},
+    {"value", "v", 1, "value of the key"},
+};
 const FlagRow currentUnitFlags[] = {
     {"query", "q", 0, "answer the unit"},
     {"fullName", "f", 0, "answer its full name"},
     {"linear", "l", 1, "the linear unit, by full or short name"},
+    {"time", "t", 1, "the time unit"},
 };
 
 template <size_t n>
@@ -564,7 +623,7 @@ const std::vector<CommandRow> commandRows = {
     // name               usage                                         args    in scene files
     {"connectAttr",       "[-force] <source plug> <target plug>",       2,  2,  true,  "connects two attributes", KELDA_FLAGS(connectFlags), runConnectAttr},
     {"createNode",        "<type> [-name <name>] [-parent <node>]",     1,  1,  true,  "makes a node; answers its name", KELDA_FLAGS(createNodeFlags), runCreateNode},
-    {"currentUnit",       "-query [-fullName] | -linear <unit>",        0,  0,  true,  "sets or answers the working unit: a label, values stay centimetres", KELDA_FLAGS(currentUnitFlags), runCurrentUnit},
+    {"currentUnit",       "-query [-fullName] | -linear <unit> | -time <unit>", 0,  0,  true,  "sets or answers the working unit: a label, values stay centimetres; or sets that of time", KELDA_FLAGS(currentUnitFlags), runCurrentUnit},
     {"delete",            "[-all] -constructionHistory | <node>...",    0, -1,  false, "deletes nodes and what only stands below them", KELDA_FLAGS(deleteFlags), runDelete},
     {"DeleteAllHistory",  "",                                           0,  0,  false, "deletes all construction history", nullptr, 0, runDeleteAllHistory},
     {"disconnectAttr",    "<source plug> <target plug>",                2,  2,  false, "cuts a connection", nullptr, 0, runDisconnectAttr},
@@ -575,6 +634,7 @@ const std::vector<CommandRow> commandRows = {
     {"parent",            "[-add|-remove|-world] [-position <n>] <node>... <parent>", 1, -1, true, "moves nodes, or makes instances", KELDA_FLAGS(parentFlags), runParent},
     {"rename",            "<node> <name>",                              2,  2,  true,  "names a node; answers the name it got", nullptr, 0, runRename},
     {"setAttr",           "<plug> <value>...",                          2, -1,  true,  "sets an attribute; angles in radians", nullptr, 0, runSetAttr},
+    {"setKeyframe",       "-time <time> -value <value> <plug>",         1,  1,  false, "adds a key to the curve that drives an attribute; answers its name", KELDA_FLAGS(setKeyframeFlags), runSetKeyframe},
     {"sets",              "[-renderable true] [-noSurfaceShader true] [-empty] [-name <name>] [<member>...] | -edit -forceElement <set> <member>...",
                                                                         0, -1,  true,  "makes or changes a set; answers its name", KELDA_FLAGS(setsFlags), runSets},
     {"undo",              "",                                           0,  0,  false, "takes the last step back", nullptr, 0, runUndo},

@@ -2,6 +2,8 @@
 
 #include "base/PodVector.h"
 #include "graph/NodeTypes.h"
+#include "shapes/Keys.h"
+#include "shapes/Nurbs.h"
 
 #include <map>
 #include <memory>
@@ -49,8 +51,14 @@ struct FaceRange {
     int32_t last;
 };
 
+/// What handles can hold that is no node.
+struct Held {
+    KFn::Type type;
+};
+
 /// Faces of a mesh: ranges in ascending order, disjoint and not touching, never empty.
-struct FaceSet {
+struct FaceSet : Held {
+    FaceSet() : Held{KFn::kMeshPolygonComponent} {}
     std::vector<FaceRange> ranges;
     int64_t count() const
     {
@@ -145,6 +153,17 @@ bool idsInRange(const PodVector<int32_t>& ids, int32_t lowest, size_t count);
 const PodVector<int32_t>& faceStartsOf(const MeshData& mesh);
 const PodVector<float>& flatNormalsOf(const MeshData& mesh);
 
+/// A curve that stands in no scene.
+struct CurveObject : Held {
+    explicit CurveObject(std::shared_ptr<const CurveData> data)
+        : Held{KFn::kNurbsCurveData}, curve(std::move(data))
+    {
+    }
+    /// Never null; what it points to is shared and never changed: making the curve anew puts another one
+    /// here.
+    mutable std::shared_ptr<const CurveData> curve;
+};
+
 // -- nodes ----------------------------------------------------------------------------------------
 
 /// Values of attributes without typed data; made when the first of them is set.
@@ -194,6 +213,18 @@ struct TransformNode : DagNode {
 struct MeshNode : DagNode {
     MeshData mesh;
     ~MeshNode() override; ///< iterators over the mesh learn that it is gone
+};
+
+struct SurfaceNode : DagNode {
+    SurfaceData surface;
+};
+
+struct CurveNode : DagNode {
+    CurveData curve; ///< never planar
+};
+
+struct AnimCurveNode : Node {
+    KeyData keys;
 };
 
 struct SetNode : Node {

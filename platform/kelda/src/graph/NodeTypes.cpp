@@ -140,6 +140,9 @@ const AttrRow meshAttrs[] = {
     {"uvSets",               K::Compound, 0,      nullptr,      kAttrArray | kAttrNotStored, &uvSetsAccess,           nullptr},
     {"uvSetName",            K::Text,     0,      nullptr,      kAttrNotStored,            &uvSetNameAccess,          "uvSets"},
 };
+const AttrRow surfaceAttrs[] = {
+    {"doubleSided",          K::Bool,     1,      nullptr,      0,                         nullptr,                   nullptr},
+};
 const AttrRow cameraAttrs[] = {
     {"focalLength",          K::Double,   35,     nullptr,      0,                         nullptr,                   nullptr}, // millimetres
     {"horizontalFilmAperture", K::Double, 1.417,  nullptr,      0,                         nullptr,                   nullptr}, // inches
@@ -171,6 +174,9 @@ const AttrRow spotLightAttrs[] = {
     {"penumbraAngle",        K::Angle,    0,      nullptr,      0,                         nullptr,                   nullptr},
     {"dropoff",              K::Double,   0,      nullptr,      0,                         nullptr,                   nullptr},
 };
+const AttrRow animCurveAttrs[] = {
+    {"output",               K::Double,   0,      nullptr,      kOutput,                   nullptr,                   nullptr}, // drives what it is connected to
+};
 const AttrRow objectSetAttrs[] = {
     {"renderable",           K::Bool,     0,      nullptr,      kAttrNotStored,            &renderableAccess,         nullptr},
 };
@@ -184,7 +190,7 @@ const AttrRow lambertAttrs[] = {
     {"transparency",         K::Float,    0,      kRGB,         0,                         nullptr,                   nullptr},
     {"ambientColor",         K::Float,    0,      kRGB,         0,                         nullptr,                   nullptr},
     {"incandescence",        K::Float,    0,      kRGB,         0,                         nullptr,                   nullptr},
-    {"diffuse",              K::Float,    0.8,    nullptr,      0,                         nullptr,                   nullptr},
+    {"diffuse",              K::Float,    1,      nullptr,      0,                         nullptr,                   nullptr},
     {"translucence",         K::Float,    0,      nullptr,      0,                         nullptr,                   nullptr},
     {"outColor",             K::Float,    0,      kRGB,         kOutput,                   nullptr,                   nullptr},
     {"outTransparency",      K::Float,    0,      kRGB,         kOutput,                   nullptr,                   nullptr},
@@ -286,6 +292,9 @@ const NodeTypeRow typeRows[] = {
     { 24, "place2dTexture",    "place2dTexture",    "node",      KFn::kPlace2dTexture,  makeNode<Node>,           KELDA_ATTRS(place2dTextureAttrs)},
     { 25, "place3dTexture",    "place3dTexture",    "transform", KFn::kPlace3dTexture,  makeNode<TransformNode>,  nullptr, 0},
     { 26, "uvChooser",         "uvChooser",         "node",      KFn::kUvChooser,       makeNode<Node>,           KELDA_ATTRS(uvChooserAttrs)},
+    { 27, "nurbsSurface",      "nurbsSurfaceShape", "shape",     KFn::kNurbsSurface,    makeNode<SurfaceNode>,    KELDA_ATTRS(surfaceAttrs)},
+    { 28, "nurbsCurve",        "curveShape",        "shape",     KFn::kNurbsCurve,      makeNode<CurveNode>,      nullptr, 0},
+    { 29, "animCurve",         "animCurve",         "node",      KFn::kAnimCurve,       makeNode<AnimCurveNode>,  KELDA_ATTRS(animCurveAttrs)},
 };
 // clang-format on
 #undef KELDA_ATTRS

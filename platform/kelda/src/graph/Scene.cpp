@@ -30,6 +30,10 @@ const UnitRow unitRows[] = {
     {LinearUnit::Mile, "mile", "mi"},
 };
 
+const char* const timeUnitNames[KTime::kLast] = {nullptr,       "hour", "minute",   "second",
+                                                 "millisecond", "game", "film",     "pal",
+                                                 "ntsc",        "show", "palField", "ntscField"};
+
 /// What is taken away was mostly added last.
 void eraseValue(std::vector<NodeId>& from, NodeId value)
 {
@@ -53,6 +57,22 @@ bool parseLinearUnit(std::string_view name, LinearUnit& unit)
     for (const UnitRow& row : unitRows) {
         if (name == row.full || name == row.brief) {
             unit = row.unit;
+            return true;
+        }
+    }
+    return false;
+}
+
+const char* fullName(KTime::Unit unit)
+{
+    return unit < KTime::kLast ? timeUnitNames[unit] : nullptr;
+}
+
+bool parseTimeUnit(std::string_view name, KTime::Unit& unit)
+{
+    for (int i = KTime::kInvalid + 1; i < KTime::kLast; ++i) {
+        if (name == timeUnitNames[i]) {
+            unit = static_cast<KTime::Unit>(i);
             return true;
         }
     }
@@ -86,6 +106,7 @@ void Scene::release()
     _nextNumbers.clear();
     _membershipCount = 0;
     _unit = LinearUnit::Centimeter;
+    _timeUnit = KTime::kFilm;
     _fileName.clear();
     _kept.clear();
     ++_dagStamp;

@@ -3,6 +3,7 @@
 #include "base/FlatMap.h"
 #include "base/Outcome.h"
 #include "graph/Node.h"
+#include "kelda/KTime.h"
 
 #include <deque>
 #include <functional>
@@ -17,6 +18,10 @@ enum class LinearUnit : uint8_t { Millimeter, Centimeter, Meter, Kilometer, Inch
 const char* fullName(LinearUnit unit);                         ///< "centimeter"
 const char* shortName(LinearUnit unit);                        ///< "cm"
 bool parseLinearUnit(std::string_view name, LinearUnit& unit); ///< full or short name, exact
+
+/// Time unit: a label, as the linear one. Times are always held in 1/6000 second.
+const char* fullName(KTime::Unit unit); ///< "film"; null: no unit
+bool parseTimeUnit(std::string_view name, KTime::Unit& unit);
 
 /// One member of a set, as setMembers() lists it.
 struct SetMember {
@@ -170,6 +175,8 @@ public:
 
     LinearUnit linearUnit() const { return _unit; }
     void setLinearUnit(LinearUnit unit) { _unit = unit; }
+    KTime::Unit timeUnit() const { return _timeUnit; }
+    void setTimeUnit(KTime::Unit unit) { _timeUnit = unit; }
     const std::string& fileName() const
     {
         return _fileName;
@@ -213,6 +220,7 @@ private:
     uint32_t _dagStamp = 1; ///< changes whenever many path counts may be out of date
     size_t _membershipCount = 0;
     LinearUnit _unit = LinearUnit::Centimeter;
+    KTime::Unit _timeUnit = KTime::kFilm;
     std::string _fileName;
     std::vector<std::shared_ptr<void>> _kept;
     std::unique_ptr<PathTable> _paths;

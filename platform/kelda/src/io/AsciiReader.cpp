@@ -76,10 +76,23 @@ private:
     bool setValue(const Argument& where, std::string_view attr);
     bool setMeshArray(const Argument& where, std::string_view attr);
     bool setUVs(const Argument& where, std::string_view attr);
-    bool floats(PodVector<float>& out, const Argument& where);
-    bool ints(PodVector<int32_t>& out, const Argument& where);
+    bool setKeys(const Argument& where, std::string_view attr);
+    bool setNurbsArray(const Argument& where, std::string_view attr);
+    template <class T>
+    bool numberArray(const char* type, PodVector<T>& out, const Argument& where);
+    bool floats(PodVector<float>& out, const Argument& where)
+    {
+        return numberArray("floatArray", out, where);
+    }
+    bool ints(PodVector<int32_t>& out, const Argument& where) { return numberArray("intArray", out, where); }
+    bool doubles(PodVector<double>& out, const Argument& where)
+    {
+        return numberArray("doubleArray", out, where);
+    }
     bool arrayRun(const char* type, NumberReader& reader, uint64_t& count, const Argument*& run);
+    bool finishShape();
     bool finishMesh();
+    bool finishNurbs();
     bool member(FileIndex set, const Argument& arg);
     bool plug(const Argument& arg, FileIndex& node, std::string_view& attr);
     bool resolve(const Argument& arg, std::string_view text, FileIndex& out);
@@ -118,7 +131,16 @@ private:
 
     MeshData _mesh; ///< of the current node, until it is complete
     bool _hasMesh = false;
-    size_t _meshOffset = 0;
+    size_t _shapeOffset = 0; ///< of the statement that created it
+
+    /// Of the current node, a NURBS surface or curve, until it is complete.
+    struct Nurbs {
+        PodVector<int32_t> kind; ///< degrees, forms and switches
+        SurfaceData surface;     ///< of a curve: its knots and CVs stand for those in u
+        PodVector<double> tolerances;
+    };
+    Nurbs _nurbs;
+    bool _hasNurbs = false;
 };
 
 // -- Frame ----------------------------------------------------------------------------------------
@@ -141,7 +163,7 @@ bool AsciiReader::run(ScriptError& error)
         return error.fail(0, _sink.error());
     if (!parseScript(_script, *this, error))
         return false;
-    if (!finishMesh())
+    if (!finishShape())
         return false;
     return _sink.end() || error.fail(_script.size(), _sink.error());
 }
@@ -152,11 +174,11 @@ bool AsciiReader::statement(const Statement& statement, ScriptError&)
     for (const Command& command : kCommands) {
         if (command.name != statement.command)
             continue;
-        if (command.handler != &AsciiReader::setAttr && !finishMesh())
+        if (command.handler != &AsciiReader::setAttr && !finishShape())
             return false;
         return (this->*command.handler)();
     }
-    if (!finishMesh())
+    if (!finishShape())
         return false;
     return _error->fail(statement.offset,
                         quoted(statement.command) + " is not a command that builds a scene");
@@ -233,12 +255,19 @@ bool AsciiReader::plug(const Argument& arg, FileIndex& node, std::string_view& a
 
 // -- Commands -------------------------------------------------------------------------------------
 
-// currentUnit -linear "centimeter"
+// currentUnit -linear "centimeter", currentUnit -time "film"
 bool AsciiReader::currentUnit()
 {
     LinearUnit unit = LinearUnit::Centimeter;
-    if (_statement->argCount != 2 || !isFlag(arg(0), "linear") || !isText(arg(1)))
-        return failHere("expected -linear and a unit");
+    const bool isTime = isFlag(arg(0), "time");
+    if (_statement->argCount != 2 || !(isTime || isFlag(arg(0), "linear")) || !isText(arg(1)))
+        return failHere("expected -linear or -time and a unit");
+    if (isTime) {
+        KTime::Unit timeUnit = KTime::kFilm;
+        if (!parseTimeUnit(arg(1)->text, timeUnit))
+            return fail(arg(1)->offset, quoted(arg(1)->text) + " is not a unit of time");
+        return _sink.timeUnit(timeUnit) || sinkFailed();
+    }
     if (!parseLinearUnit(arg(1)->text, unit))
         return fail(arg(1)->offset, quoted(arg(1)->text) + " is not a unit of length");
     return _sink.unit(unit) || sinkFailed();
@@ -283,7 +312,7 @@ bool AsciiReader::createNode()
     _children.set((uint64_t(parent) << 32) | use->second.id, index);
     _current = index;
     _currentIsDefault = false;
-    _meshOffset = _statement->offset;
+    _shapeOffset = _statement->offset;
     return true;
 }
 
@@ -399,7 +428,7 @@ bool AsciiReader::setAttr()
     if (name.empty() && (_current == kNoIndex || _currentIsDefault))
         return fail(where->offset, "no node has been created that this could be an attribute of");
     if (!name.empty()) {
-        if (!finishMesh())
+        if (!finishShape())
             return false;
         const auto known = _names.find(std::string(name));
         const bool isCurrent = known != _names.end() && known->second.first == _current && _currentIsDefault;
@@ -415,8 +444,13 @@ bool AsciiReader::setAttr()
     if (type->isA(KFn::kMesh) && name.empty() && isFlag(arg(1), "type") &&
         !(arg(2) && arg(2)->text == "string"))
         return setMeshArray(*where, attr);
+    if (type->isA(KFn::kAnimCurve) && attr == "keys")
+        return setKeys(*where, attr);
     if (type->isA(KFn::kMesh) && name.empty() && attr.substr(0, 7) == "uvSets[")
         return setUVs(*where, attr);
+    if ((type->isA(KFn::kNurbsSurface) || type->isA(KFn::kNurbsCurve)) && name.empty() &&
+        isFlag(arg(1), "type") && !(arg(2) && arg(2)->text == "string"))
+        return setNurbsArray(*where, attr);
     return setValue(*where, attr);
 }
 
@@ -471,6 +505,11 @@ bool AsciiReader::setValue(const Argument& where, std::string_view attr)
 
 // -- Meshes ---------------------------------------------------------------------------------------
 
+bool AsciiReader::finishShape()
+{
+    return finishMesh() && finishNurbs();
+}
+
 bool AsciiReader::finishMesh()
 {
     if (!_hasMesh)
@@ -478,7 +517,7 @@ bool AsciiReader::finishMesh()
     _hasMesh = false;
     const bool done = _sink.mesh(_mesh);
     _mesh = MeshData();
-    return done || _error->fail(_meshOffset, "createNode: " + _sink.error());
+    return done || _error->fail(_shapeOffset, "createNode: " + _sink.error());
 }
 
 // The numbers of an array: their count, then they themselves. Counting was the lexer's work.
@@ -496,33 +535,18 @@ bool AsciiReader::arrayRun(const char* type, NumberReader& reader, uint64_t& cou
     return true;
 }
 
-bool AsciiReader::floats(PodVector<float>& out, const Argument& where)
+template <class T>
+bool AsciiReader::numberArray(const char* type, PodVector<T>& out, const Argument& where)
 {
     NumberReader reader{std::string_view()};
     uint64_t count = 0;
     const Argument* run = nullptr;
-    if (!arrayRun("floatArray", reader, count, run))
+    if (!arrayRun(type, reader, count, run))
         return false;
     if (!out.empty())
         return fail(where.offset, "the array has been set before");
     out.resize(count);
-    for (float& value : out)
-        if (!reader.next(value))
-            return fail(static_cast<size_t>(reader.where() - _script.data()), "not a number that fits here");
-    return true;
-}
-
-bool AsciiReader::ints(PodVector<int32_t>& out, const Argument& where)
-{
-    NumberReader reader{std::string_view()};
-    uint64_t count = 0;
-    const Argument* run = nullptr;
-    if (!arrayRun("intArray", reader, count, run))
-        return false;
-    if (!out.empty())
-        return fail(where.offset, "the array has been set before");
-    out.resize(count);
-    for (int32_t& value : out)
+    for (T& value : out)
         if (!reader.next(value))
             return fail(static_cast<size_t>(reader.where() - _script.data()), "not a number that fits here");
     return true;
@@ -585,6 +609,95 @@ bool AsciiReader::setUVs(const Argument& where, std::string_view attr)
         if (!reader.next(set.u[i]) || !reader.next(set.v[i]))
             return fail(static_cast<size_t>(reader.where() - _script.data()), "not a number that fits here");
     return true;
+}
+
+// -- NURBS surfaces and curves --------------------------------------------------------------------
+
+bool AsciiReader::setNurbsArray(const Argument& where, std::string_view attr)
+{
+    const NodeType& type = *_nodes[_current].type;
+    const bool isSurface = type.isA(KFn::kNurbsSurface);
+    TrimData& trims = _nurbs.surface.trims;
+    _hasNurbs = true;
+    if (attr == (isSurface ? "surface" : "curve"))
+        return ints(_nurbs.kind, where);
+    if (attr == (isSurface ? "knotsU" : "knots"))
+        return doubles(_nurbs.surface.knotsU, where);
+    if (attr == "cvs")
+        return doubles(_nurbs.surface.cvs, where);
+    if (isSurface && attr == "knotsV")
+        return doubles(_nurbs.surface.knotsV, where);
+    if (isSurface && attr == "trimBoundaries")
+        return ints(trims.boundaries, where);
+    if (isSurface && attr == "trimCurves")
+        return ints(trims.curves, where);
+    if (isSurface && attr == "trimTolerances")
+        return doubles(_nurbs.tolerances, where);
+    if (isSurface && attr == "trimKnots")
+        return doubles(trims.knots, where);
+    if (isSurface && attr == "trimCVs")
+        return doubles(trims.cvs, where);
+    return unknown(where, "attribute " + quoted(std::string(type.name()) + '.' + std::string(attr)));
+}
+
+bool AsciiReader::finishNurbs()
+{
+    if (!_hasNurbs)
+        return true;
+    _hasNurbs = false;
+    Nurbs nurbs;
+    std::swap(nurbs, _nurbs);
+    const PodVector<int32_t>& kind = nurbs.kind;
+    const auto refuse = [this](const std::string& why) {
+        return _error->fail(_shapeOffset, "createNode: " + why);
+    };
+    const auto isSwitch = [](int32_t value) { return value == 0 || value == 1; };
+    if (_nodes[_current].type->isA(KFn::kNurbsCurve)) {
+        if (kind.size() != 3 || !isSwitch(kind[2]))
+            return refuse("a NURBS curve has a degree, a form and tells whether it is rational");
+        CurveData curve{kind[0], static_cast<NurbsForm>(kind[1]), kind[2] != 0,
+                        false,   std::move(nurbs.surface.knotsU), std::move(nurbs.surface.cvs)};
+        return _sink.curve(curve) || refuse(_sink.error());
+    }
+    if (kind.size() != 6 || !isSwitch(kind[4]) || !isSwitch(kind[5]))
+        return refuse(
+            "a NURBS surface has two degrees, two forms and tells whether it is rational and flipped");
+    SurfaceData& surface = nurbs.surface;
+    surface.degreeU = kind[0];
+    surface.degreeV = kind[1];
+    surface.formU = static_cast<NurbsForm>(kind[2]);
+    surface.formV = static_cast<NurbsForm>(kind[3]);
+    surface.rational = kind[4] != 0;
+    surface.flipped = kind[5] != 0;
+    if (surface.trims.empty() != nurbs.tolerances.empty() ||
+        (!nurbs.tolerances.empty() && nurbs.tolerances.size() != 2))
+        return refuse("a trimmed NURBS surface has two tolerances");
+    if (!nurbs.tolerances.empty()) {
+        surface.trims.edgeTolerance = nurbs.tolerances[0];
+        surface.trims.paramTolerance = nurbs.tolerances[1];
+    }
+    return _sink.surface(surface) || refuse(_sink.error());
+}
+
+// -- Animation curves -----------------------------------------------------------------------------
+
+// .keys: time and value of each key in turn
+bool AsciiReader::setKeys(const Argument& where, std::string_view attr)
+{
+    NumberReader reader{std::string_view()};
+    uint64_t count = 0;
+    const Argument* run = nullptr;
+    if (!isFlag(arg(1), "type") || !arrayRun("doubleArray", reader, count, run))
+        return fail(where.offset, quoted(attr) + " takes -type \"doubleArray\", a count and as many numbers");
+    if (count % 2 != 0)
+        return fail(run->offset, "keys are pairs of a time and a value");
+    KeyData keys;
+    keys.times.resize(count / 2);
+    keys.values.resize(count / 2);
+    for (size_t i = 0; i < count / 2; ++i)
+        if (!reader.next(keys.times[i]) || !reader.next(keys.values[i]))
+            return fail(static_cast<size_t>(reader.where() - _script.data()), "not a number that fits here");
+    return _sink.keys(keys) || sinkFailed();
 }
 
 } // namespace

@@ -16,6 +16,10 @@ constexpr size_t kPointsPerLine = 4;
 constexpr size_t kNormalsPerLine = 4;
 constexpr size_t kUVsPerLine = 6;
 constexpr size_t kIntsPerLine = 24;
+constexpr size_t kKeysPerLine = 4;
+constexpr size_t kKnotsPerLine = 8;
+constexpr size_t kCVsPerLine = 2;
+constexpr size_t kTrimRowsPerLine = 6;
 constexpr size_t kMembersPerLine = 4;
 constexpr size_t kRangesPerLine = 8;
 
@@ -37,6 +41,12 @@ bool AsciiWriter::begin(int version)
 bool AsciiWriter::unit(LinearUnit unit)
 {
     _text += std::string("currentUnit -linear \"") + fullName(unit) + "\";\n";
+    return true;
+}
+
+bool AsciiWriter::timeUnit(KTime::Unit unit)
+{
+    _text += std::string("currentUnit -time \"") + fullName(unit) + "\";\n";
     return true;
 }
 
@@ -234,6 +244,59 @@ bool AsciiWriter::mesh(MeshData& mesh)
             return false;
     }
     return flush();
+}
+
+bool AsciiWriter::keys(KeyData& keys)
+{
+    _text += "    setAttr \".keys\" -type \"doubleArray\" ";
+    appendNumber(_text, keys.count() * 2);
+    for (size_t i = 0; i < keys.count(); ++i) {
+        _text += i % kKeysPerLine == 0 ? "\n        " : " ";
+        appendNumber(_text, keys.times[i]);
+        _text += ' ';
+        appendNumber(_text, keys.values[i]);
+        if (i % 4096 == 4095 && !flush())
+            return false;
+    }
+    _text += ";\n";
+    return flush();
+}
+
+bool AsciiWriter::doubles(const char* attr, const PodVector<double>& values, size_t perLine)
+{
+    return array(attr, "doubleArray", values, perLine);
+}
+
+bool AsciiWriter::surface(SurfaceData& surface)
+{
+    const std::vector<int32_t> kind = {surface.degreeU,
+                                       surface.degreeV,
+                                       static_cast<int32_t>(surface.formU),
+                                       static_cast<int32_t>(surface.formV),
+                                       surface.rational ? 1 : 0,
+                                       surface.flipped ? 1 : 0};
+    if (!array("surface", "intArray", kind, kIntsPerLine) ||
+        !doubles("knotsU", surface.knotsU, kKnotsPerLine) ||
+        !doubles("knotsV", surface.knotsV, kKnotsPerLine) ||
+        !doubles("cvs", surface.cvs, surface.stride() * kCVsPerLine))
+        return false;
+    const TrimData& trims = surface.trims;
+    if (trims.empty())
+        return flush();
+    const std::vector<double> tolerances = {trims.edgeTolerance, trims.paramTolerance};
+    return array("trimBoundaries", "intArray", trims.boundaries, TrimData::kBoundaryRow * kTrimRowsPerLine) &&
+           array("trimCurves", "intArray", trims.curves, TrimData::kCurveRow * kTrimRowsPerLine) &&
+           array("trimTolerances", "doubleArray", tolerances, kKnotsPerLine) &&
+           doubles("trimKnots", trims.knots, kKnotsPerLine) && doubles("trimCVs", trims.cvs, kKnotsPerLine) &&
+           flush();
+}
+
+bool AsciiWriter::curve(CurveData& curve)
+{
+    const std::vector<int32_t> kind = {curve.degree, static_cast<int32_t>(curve.form),
+                                       curve.rational ? 1 : 0};
+    return array("curve", "intArray", kind, kIntsPerLine) && doubles("knots", curve.knots, kKnotsPerLine) &&
+           doubles("cvs", curve.cvs, curve.view().stride() * kCVsPerLine) && flush();
 }
 
 // -- Relations ------------------------------------------------------------------------------------

@@ -60,6 +60,11 @@ enum class RecordTag : uint32_t {
     Connection = 11, ///< source, destination (u32), source attribute, destination attribute
     End = 12,        ///< node count (u32); the last record
     Element = 13,    ///< attribute, element (u32), text
+    Surface = 14,    ///< degrees, forms, rational, flipped (i32), knots of u, of v, CVs; then the trimming:
+                     ///< boundaries, curves, tolerances, knots, CVs
+    Curve = 15,      ///< degree, form, rational (i32), knots, CVs
+    Keys = 16,       ///< times, values: arrays of doubles
+    TimeUnit = 17,   ///< text: its full name
 };
 
 } // namespace kelda

@@ -114,6 +114,9 @@ private:
     bool takeNode(Cursor record, bool isDefault);
     bool takeValue(RecordTag tag, Cursor record);
     bool takeMesh(Cursor record);
+    bool takeKeys(Cursor record);
+    bool takeSurface(Cursor record);
+    bool takeCurve(Cursor record);
     bool takeMember(Cursor record);
     bool checkEnd();
 
@@ -288,6 +291,21 @@ bool BinaryReader::takeRecord(RecordTag tag, Cursor record)
         return takeValue(tag, record);
     case RecordTag::Mesh:
         return takeMesh(record);
+    case RecordTag::Surface:
+        return takeSurface(record);
+    case RecordTag::Curve:
+        return takeCurve(record);
+    case RecordTag::Keys:
+        return takeKeys(record);
+    case RecordTag::TimeUnit: {
+        std::string_view name;
+        KTime::Unit unit = KTime::kFilm;
+        if (!record.getText(name) || record.left() != 0)
+            return malformed();
+        if (!parseTimeUnit(name, unit))
+            return unknown("unit of time \"" + std::string(name) + "\"");
+        return _sink.timeUnit(unit) || sinkFailed();
+    }
     case RecordTag::Instance: {
         uint32_t child = 0;
         uint32_t parent = 0;
@@ -580,6 +598,69 @@ bool BinaryReader::takeMesh(Cursor record)
     if (!_type)
         return malformed();
     return _sink.mesh(mesh) || sinkFailed();
+}
+
+bool BinaryReader::takeKeys(Cursor record)
+{
+    KeyData keys;
+    if (!readArray(record, keys.times) || !readArray(record, keys.values))
+        return false;
+    if (record.left() != 0)
+        return malformed();
+    if (_skipValues)
+        return true;
+    if (!_type)
+        return malformed();
+    return _sink.keys(keys) || sinkFailed();
+}
+
+bool BinaryReader::takeSurface(Cursor record)
+{
+    SurfaceData surface;
+    int32_t rational = 0;
+    int32_t flipped = 0;
+    if (!record.get(surface.degreeU) || !record.get(surface.degreeV) || !record.get(surface.formU) ||
+        !record.get(surface.formV) || !record.get(rational) || !record.get(flipped) ||
+        (rational | flipped) >> 1 != 0)
+        return malformed();
+    surface.rational = rational != 0;
+    surface.flipped = flipped != 0;
+    if (!readArray(record, surface.knotsU) || !readArray(record, surface.knotsV) ||
+        !readArray(record, surface.cvs))
+        return false;
+    if (record.left() != 0) {
+        TrimData& trims = surface.trims;
+        if (!record.get(trims.edgeTolerance) || !record.get(trims.paramTolerance))
+            return malformed();
+        if (!readArray(record, trims.boundaries) || !readArray(record, trims.curves) ||
+            !readArray(record, trims.knots) || !readArray(record, trims.cvs))
+            return false;
+        if (trims.empty() || record.left() != 0)
+            return malformed();
+    }
+    if (_skipValues)
+        return true;
+    if (!_type)
+        return malformed();
+    return _sink.surface(surface) || sinkFailed();
+}
+
+bool BinaryReader::takeCurve(Cursor record)
+{
+    CurveData curve;
+    int32_t rational = 0;
+    if (!record.get(curve.degree) || !record.get(curve.form) || !record.get(rational) || rational >> 1 != 0)
+        return malformed();
+    curve.rational = rational != 0;
+    if (!readArray(record, curve.knots) || !readArray(record, curve.cvs))
+        return false;
+    if (record.left() != 0)
+        return malformed();
+    if (_skipValues)
+        return true;
+    if (!_type)
+        return malformed();
+    return _sink.curve(curve) || sinkFailed();
 }
 
 // -- Relations ------------------------------------------------------------------------------------

@@ -56,6 +56,13 @@ bool BinaryWriter::unit(LinearUnit unit)
     return close();
 }
 
+bool BinaryWriter::timeUnit(KTime::Unit unit)
+{
+    open(RecordTag::TimeUnit);
+    putText(fullName(unit));
+    return close();
+}
+
 // -- Nodes ----------------------------------------------------------------------------------------
 
 // Each type is described once, before its first node: so a reader that does not know it can step over its
@@ -215,6 +222,46 @@ bool BinaryWriter::mesh(MeshData& mesh)
         put(addBlock(set.v.data(), set.v.size() * sizeof(float)));
         putIds(set.ids);
     }
+    return close();
+}
+
+bool BinaryWriter::keys(KeyData& keys)
+{
+    open(RecordTag::Keys);
+    putArray(keys.times);
+    putArray(keys.values);
+    return close();
+}
+
+bool BinaryWriter::surface(SurfaceData& surface)
+{
+    open(RecordTag::Surface);
+    for (const int32_t value :
+         {surface.degreeU, surface.degreeV, static_cast<int32_t>(surface.formU),
+          static_cast<int32_t>(surface.formV), int32_t(surface.rational), int32_t(surface.flipped)})
+        put(value);
+    putArray(surface.knotsU);
+    putArray(surface.knotsV);
+    putArray(surface.cvs);
+    const TrimData& trims = surface.trims;
+    if (!trims.empty()) {
+        put(trims.edgeTolerance);
+        put(trims.paramTolerance);
+        putArray(trims.boundaries);
+        putArray(trims.curves);
+        putArray(trims.knots);
+        putArray(trims.cvs);
+    }
+    return close();
+}
+
+bool BinaryWriter::curve(CurveData& curve)
+{
+    open(RecordTag::Curve);
+    for (const int32_t value : {curve.degree, static_cast<int32_t>(curve.form), int32_t(curve.rational)})
+        put(value);
+    putArray(curve.knots);
+    putArray(curve.cvs);
     return close();
 }
 

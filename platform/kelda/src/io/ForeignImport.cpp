@@ -6,6 +6,7 @@
 #include "io/ForeignTree.h"
 
 #include <assimp/Importer.hpp>
+#include <assimp/light.h>
 #include <assimp/material.h>
 #include <assimp/scene.h>
 
@@ -21,6 +22,7 @@
 #include <new>
 #include <poll.h>
 #include <set>
+#include <strings.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -52,6 +54,7 @@ struct Losses {
     size_t wrongNumbers = 0; ///< normals and UVs
     size_t textures = 0;     ///< for anything but the colour
     size_t images = 0;       ///< embedded ones that could not be unpacked
+    size_t lights = 0;       ///< of no known kind, or without a place
 };
 
 std::string legalNameOf(const aiString& name)
@@ -365,8 +368,127 @@ void takeMaterial(const aiMaterial& from, const std::string& path, ForeignMateri
     takeTexture(from, path, to.texture, images, losses);
 }
 
+/// False: a light of a kind that there is none of here.
+bool takeLight(const aiLight& from, bool anglesAreHalf, ForeignLight& to)
+{
+    switch (from.mType) {
+    case aiLightSource_DIRECTIONAL:
+        to.type = "directionalLight";
+        break;
+    case aiLightSource_POINT:
+        to.type = "pointLight";
+        break;
+    case aiLightSource_SPOT:
+        to.type = "spotLight";
+        break;
+    case aiLightSource_AMBIENT:
+        to.type = "ambientLight";
+        break;
+    case aiLightSource_AREA:
+        to.type = "areaLight";
+        break;
+    default:
+        return false;
+    }
+    to.name = legalNameOf(from.mName);
+    to.fades = from.mAttenuationQuadratic > 0 &&
+               (from.mType == aiLightSource_POINT || from.mType == aiLightSource_SPOT ||
+                from.mType == aiLightSource_AREA);
+    // Colours come multiplied by the intensity.
+    const aiColor3D color = from.mType == aiLightSource_AMBIENT ? from.mColorAmbient : from.mColorDiffuse;
+    const float largest = std::max({color.r, color.g, color.b});
+    if (std::isfinite(color.r) && std::isfinite(color.g) && std::isfinite(color.b)) {
+        const float unit = largest > 1 ? largest : 1;
+        to.intensity = unit;
+        to.color[0] = color.r / unit;
+        to.color[1] = color.g / unit;
+        to.color[2] = color.b / unit;
+    }
+    if (from.mType == aiLightSource_SPOT && std::isfinite(from.mAngleOuterCone)) {
+        const double outer = static_cast<double>(from.mAngleOuterCone) * (anglesAreHalf ? 1 : 0.5);
+        const double inner = static_cast<double>(from.mAngleInnerCone) * (anglesAreHalf ? 1 : 0.5);
+        to.cone = 2 * outer;
+        to.penumbra = inner >= 0 && inner < outer ? inner - outer : 0;
+    }
+    return true;
+}
+
+/// The matrix that takes a light of ours to where the light is in its node: -z to its direction, y upwards.
+void takePlace(const aiLight& from, double to[4][4])
+{
+    if (from.mType != aiLightSource_POINT && from.mType != aiLightSource_AMBIENT &&
+        isFinite(from.mDirection) && isFinite(from.mUp) && from.mDirection.SquareLength() > 0) {
+        aiVector3D back = -from.mDirection;
+        back.Normalize();
+        aiVector3D right = from.mUp ^ back;
+        if (right.SquareLength() < 1e-6f)
+            right = (std::fabs(back.y) < 0.9f ? aiVector3D(0, 1, 0) : aiVector3D(0, 0, 1)) ^ back;
+        right.Normalize();
+        const aiVector3D axes[3] = {right, back ^ right, back};
+        for (unsigned column = 0; column < 3; ++column)
+            for (unsigned row = 0; row < 3; ++row)
+                to[row][column] = static_cast<double>(axes[column][row]);
+    }
+    for (unsigned row = 0; row < 3 && isFinite(from.mPosition); ++row)
+        to[row][3] = static_cast<double>(from.mPosition[row]);
+}
+
+/// Lights are bound to the node of their name: the first one, where several bear it.
+class LightsByName
+{
+public:
+    LightsByName(const aiScene& from, bool anglesAreHalf, ForeignScene& to)
+        : _from(from), _to(to), _anglesAreHalf(anglesAreHalf)
+    {
+        for (unsigned i = 0; i < from.mNumLights; ++i)
+            _lights.emplace(from.mLights[i]->mName.C_Str(), i);
+    }
+
+    /// The node itself takes a light that stands like one of ours, unless it has a mesh; others go to a
+    /// child.
+    void giveTo(const aiNode& node, uint32_t index)
+    {
+        const auto range = _lights.equal_range(node.mName.C_Str());
+        for (auto light = range.first; light != range.second; ++light)
+            give(*_from.mLights[light->second], index);
+        _lights.erase(range.first, range.second);
+    }
+    /// Those that could not be taken over.
+    size_t left() const { return _lights.size() + _unknown; }
+
+private:
+    void give(const aiLight& from, uint32_t index)
+    {
+        ForeignLight light;
+        if (!takeLight(from, _anglesAreHalf, light)) {
+            ++_unknown;
+            return;
+        }
+        ForeignNode holder;
+        takePlace(from, holder.matrix);
+        const ForeignNode none;
+        const bool isPlain = std::equal(&holder.matrix[0][0], &holder.matrix[0][0] + 16, &none.matrix[0][0]);
+        ForeignNode& node = _to.nodes[index];
+        holder.light = static_cast<int>(_to.lights.size());
+        if (isPlain && node.mesh < 0 && node.light < 0) {
+            node.light = holder.light;
+        } else {
+            holder.name = light.name;
+            node.children.push_back(static_cast<uint32_t>(_to.nodes.size()));
+            _to.nodes.push_back(std::move(holder));
+        }
+        _to.lights.push_back(std::move(light));
+    }
+
+    const aiScene& _from;
+    ForeignScene& _to;
+    bool _anglesAreHalf;
+    std::multimap<std::string, unsigned> _lights;
+    size_t _unknown = 0;
+};
+
 /// A node's meshes: one goes to the node itself, several go to nodes of their own, before the other children.
-void takeNodes(const aiScene& from, ForeignScene& to)
+void takeNodes(const aiScene& from, LightsByName& lights, ForeignScene& to)
 {
     struct Step {
         const aiNode* node;
@@ -403,6 +525,8 @@ void takeNodes(const aiScene& from, ForeignScene& to)
                 to.nodes.push_back(std::move(holder));
             }
         }
+        if (!isWrapper)
+            lights.giveTo(*step.node, index);
         for (unsigned i = step.node->mNumChildren; i-- > 0;)
             todo.push_back({step.node->mChildren[i], index});
     }
@@ -424,8 +548,12 @@ void takeScene(const aiScene& from, const std::string& path, const std::string& 
     for (ForeignMesh& mesh : to.meshes)
         if (mesh.material >= static_cast<int>(to.materials.size()))
             mesh.material = -1;
+    // The cone of a spot light is given by full angles, but for the formats that give half angles.
+    const char* const suffix = path.c_str() + path.rfind('.') + 1;
+    LightsByName lights(from, ::strcasecmp(suffix, "gltf") == 0 || ::strcasecmp(suffix, "glb") == 0, to);
     if (from.mRootNode) // files that hold nothing have none
-        takeNodes(from, to);
+        takeNodes(from, lights, to);
+    losses.lights = lights.left();
 }
 
 // -- The process that reads -----------------------------------------------------------------------
@@ -579,6 +707,7 @@ bool readHere(const std::string& path, const std::string& imageFolder, int resul
     note(pipe, losses.wrongNumbers, "normals and UVs that are not finite");
     note(pipe, losses.textures, "textures for anything but the colour");
     note(pipe, losses.images, "embedded images that could not be unpacked");
+    note(pipe, losses.lights, "lights of no known kind or without a place");
     say(pipe, '.', "");
     return true;
 }

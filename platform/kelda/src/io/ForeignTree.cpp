@@ -189,11 +189,11 @@ std::vector<uint32_t> usesOfMeshes(const ForeignScene& scene)
 /// Takes the node's matrix away and gives it to all that stands below.
 void pushDown(ForeignScene& scene, uint32_t index)
 {
-    if (scene.nodes[index].mesh >= 0) {
+    if (scene.nodes[index].mesh >= 0 || scene.nodes[index].light >= 0) {
         ForeignNode holder;
         holder.name = scene.nodes[index].name;
-        holder.mesh = scene.nodes[index].mesh;
-        scene.nodes[index].mesh = -1;
+        std::swap(holder.mesh, scene.nodes[index].mesh);
+        std::swap(holder.light, scene.nodes[index].light);
         std::vector<uint32_t>& children = scene.nodes[index].children;
         children.insert(children.begin(), static_cast<uint32_t>(scene.nodes.size()));
         scene.nodes.push_back(std::move(holder));
@@ -286,7 +286,7 @@ private:
             const ForeignNode& from = _scene.nodes[step.node];
             const FileIndex index = _next;
             if (!node("transform", from.name, step.parent) || !transform(from) ||
-                (from.mesh >= 0 && !shape(from, index)))
+                (from.mesh >= 0 && !shape(from, index)) || (from.light >= 0 && !light(from, index)))
                 return false;
             for (size_t i = from.children.size(); i-- > 0;)
                 todo.push_back({from.children[i], index});
@@ -323,6 +323,21 @@ private:
         if (!name.empty() && name == holder.name)
             name += "Shape";
         return node("mesh", name, parent) && _sink.mesh(mesh.data);
+    }
+
+    bool light(const ForeignNode& holder, FileIndex parent)
+    {
+        const ForeignLight& from = _scene.lights[static_cast<size_t>(holder.light)];
+        const NodeType& type = *findNodeType(from.type);
+        std::string name = from.name.empty() ? holder.name : from.name;
+        if (!name.empty() && name == holder.name)
+            name += "Shape";
+        const double intensity = static_cast<double>(from.intensity);
+        const bool isSpot = type.isA(KFn::kSpotLight);
+        return node(from.type, name, parent) && color(type, "color", from.color) &&
+               value(type, "intensity", intensity) && (!from.fades || value(type, "decayRate", 2)) &&
+               (!isSpot ||
+                (value(type, "coneAngle", from.cone) && value(type, "penumbraAngle", from.penumbra)));
     }
 
     // Where the first use has no matrix above it and a later one has, the later one is made instance 0.

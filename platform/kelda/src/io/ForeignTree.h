@@ -10,6 +10,7 @@ struct ForeignNode {
     std::string name;                                                               ///< legal, or empty
     double matrix[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}; ///< for column vectors
     int mesh = -1;                                                                  ///< -1: none
+    int light = -1;                                                                 ///< -1: none
     std::vector<uint32_t> children;
 };
 
@@ -45,6 +46,17 @@ struct ForeignMaterial {
     ForeignTexture texture;
 };
 
+/// At the origin of its node, shining along -z.
+struct ForeignLight {
+    std::string name; ///< legal, or empty
+    const char* type = "pointLight";
+    float color[3] = {1, 1, 1};
+    float intensity = 1;
+    bool fades = false;  ///< with the square of the distance
+    double cone = 0;     ///< of a spot light: full angle, radians
+    double penumbra = 0; ///< of a spot light: radians, negative
+};
+
 /// Name of the UV set for a channel of texture coordinates, counted from 0: "map1", "uvSet1", "uvSet2", ...
 std::string uvSetName(unsigned channel);
 
@@ -53,6 +65,7 @@ struct ForeignScene {
     std::vector<uint32_t> roots;
     std::vector<ForeignMesh> meshes;
     std::vector<ForeignMaterial> materials;
+    std::vector<ForeignLight> lights;
 };
 
 /// The components whose composed matrix is the upper three rows of `matrix` (for column vectors), to within
@@ -69,7 +82,7 @@ void arrangeForSharing(ForeignScene& scene);
 /// Tells the sink the scene. A mesh that several nodes use becomes one shape with an instance below each; a
 /// shape is the first child of its transform. Every material becomes a shader of its name and a shading group
 /// behind it, with a file texture and its placement before it where it has a texture. REQUIRES: a node has at
-/// most one mesh, children form trees.
+/// most one mesh or light, each light one node, children form trees.
 bool tellForeignScene(ForeignScene& scene, SceneSink& sink);
 
 } // namespace kelda

@@ -31,6 +31,13 @@ bool SceneBuilder::unit(LinearUnit unit)
     return true;
 }
 
+bool SceneBuilder::timeUnit(KTime::Unit unit)
+{
+    if (!_importing)
+        _scene.setTimeUnit(unit);
+    return true;
+}
+
 bool SceneBuilder::end()
 {
     return checkPaths();
@@ -174,6 +181,59 @@ bool SceneBuilder::mesh(MeshData& mesh)
         return fail("the mesh \"" + _scene.name(*node) + "\": " + wrong);
     node->mesh = std::move(mesh);
     node->mesh.changed();
+    return true;
+}
+
+bool SceneBuilder::keys(KeyData& keys)
+{
+    const NodeId id = _entries.empty() ? kNoNode : _entries.back().id;
+    if (id == kNoNode)
+        return true;
+    AnimCurveNode* const node = nodeCast<AnimCurveNode>(_scene.node(id));
+    if (!node)
+        return fail("keys for a node that is not an animation curve");
+    if (!isEmpty(node->keys))
+        return fail("a second set of keys for the same animation curve");
+    if (const char* wrong = checkKeys(keys))
+        return fail("the animation curve \"" + _scene.name(*node) + "\": " + wrong);
+    node->keys = std::move(keys);
+    return true;
+}
+
+bool SceneBuilder::surface(SurfaceData& surface)
+{
+    const NodeId id = _entries.empty() ? kNoNode : _entries.back().id;
+    if (id == kNoNode)
+        return true;
+    SurfaceNode* node = nodeCast<SurfaceNode>(_scene.node(id));
+    if (!node)
+        return fail("surface data for a node that is not a NURBS surface");
+    if (node->surface.degreeU != 0)
+        return fail("a second set of surface data for the same surface");
+    const char* wrong = checkSurface(surface);
+    if (!wrong)
+        wrong = checkTrims(surface);
+    if (wrong)
+        return fail("the surface \"" + _scene.name(*node) + "\": " + wrong);
+    node->surface = std::move(surface);
+    return true;
+}
+
+bool SceneBuilder::curve(CurveData& curve)
+{
+    const NodeId id = _entries.empty() ? kNoNode : _entries.back().id;
+    if (id == kNoNode)
+        return true;
+    CurveNode* node = nodeCast<CurveNode>(_scene.node(id));
+    if (!node)
+        return fail("curve data for a node that is not a NURBS curve");
+    if (node->curve.degree != 0)
+        return fail("a second set of curve data for the same curve");
+    const CurveView view = curve.view();
+    const char* wrong = curve.cvs.size() % view.stride() != 0 ? "the CVs are not complete" : checkCurve(view);
+    if (wrong)
+        return fail("the curve \"" + _scene.name(*node) + "\": " + wrong);
+    node->curve = std::move(curve);
     return true;
 }
 

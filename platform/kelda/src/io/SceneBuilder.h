@@ -20,12 +20,16 @@ public:
 
     bool begin(int version) override;
     bool unit(LinearUnit unit) override;
+    bool timeUnit(KTime::Unit unit) override;
     bool node(FileIndex index, const NodeType* type, std::string_view name, FileIndex parent,
               bool nameIsUnique) override;
     const NodeType* defaultNode(FileIndex index, std::string_view name) override;
     bool numbers(int attr, const double* values, int count) override;
     bool text(int attr, int32_t element, std::string_view value) override;
     bool mesh(MeshData& mesh) override;
+    bool surface(SurfaceData& surface) override;
+    bool curve(CurveData& curve) override;
+    bool keys(KeyData& keys) override;
     bool instance(FileIndex child, FileIndex parent) override;
     bool parentOrder(FileIndex child, const FileIndex* parents, size_t count) override;
     bool member(FileIndex set, FileIndex node, uint32_t instance, const FaceSet* faces) override;

@@ -26,6 +26,7 @@ public:
 
     virtual bool begin(int version) = 0;
     virtual bool unit(LinearUnit unit) = 0;
+    virtual bool timeUnit(KTime::Unit unit) = 0; ///< where it is not film
 
     /// A node below its first parent, behind that parent's earlier children. `type` null: of a type that is
     /// not known here; it is numbered, and what follows about it is dropped. `nameIsUnique`: no other node of
@@ -42,6 +43,9 @@ public:
     virtual bool text(int attr, int32_t element, std::string_view value) = 0;
     /// A builder takes the arrays out of `mesh`; a writer may look at them until end() has returned.
     virtual bool mesh(MeshData& mesh) = 0;
+    virtual bool surface(SurfaceData& surface) = 0; ///< likewise
+    virtual bool curve(CurveData& curve) = 0;       ///< likewise
+    virtual bool keys(KeyData& keys) = 0;           ///< the same
 
     /// A further parent, behind that parent's earlier children.
     virtual bool instance(FileIndex child, FileIndex parent) = 0;

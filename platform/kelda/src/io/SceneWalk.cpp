@@ -17,12 +17,14 @@ public:
 
     bool run()
     {
-        return _sink.begin(kSceneVersion) && _sink.unit(_scene.linearUnit()) && dagNodes() &&
+        return _sink.begin(kSceneVersion) && _sink.unit(_scene.linearUnit()) && timeUnit() && dagNodes() &&
                parentOrders() && otherNodes() && members() && connections() && _sink.end();
     }
     const std::string& error() const { return _error.empty() ? _sink.error() : _error; }
 
 private:
+    bool timeUnit() { return _scene.timeUnit() == KTime::kFilm || _sink.timeUnit(_scene.timeUnit()); }
+
     // -- Nodes ------------------------------------------------------------------------------------
 
     bool dagNodes()
@@ -115,6 +117,18 @@ private:
             return false;
         if (!attributes(node))
             return false;
+        if (node.type->isA(KFn::kAnimCurve)) {
+            KeyData& keys = static_cast<AnimCurveNode&>(node).keys;
+            return isEmpty(keys) || _sink.keys(keys);
+        }
+        if (node.type->isA(KFn::kNurbsSurface)) {
+            SurfaceData& surface = static_cast<SurfaceNode&>(node).surface;
+            return surface.degreeU == 0 || _sink.surface(surface);
+        }
+        if (node.type->isA(KFn::kNurbsCurve)) {
+            CurveData& curve = static_cast<CurveNode&>(node).curve;
+            return curve.degree == 0 || _sink.curve(curve);
+        }
         MeshNode* mesh = node.type->isA(KFn::kMesh) ? nodeCast<MeshNode>(&node) : nullptr;
         return !mesh || isEmpty(mesh->mesh) || writeMesh(*mesh);
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelda/KApi.h"
+#include "kelda/KStatus.h"
 
 #include <string>
 #include <vector>
@@ -13,6 +14,9 @@ namespace KFaults
 /// From the n-th call of the operation from now (1: the next one), `count` calls in a row fail. Again for the
 /// same operation: replaces what was armed for it.
 KELDA_API void failCall(const char* operation, unsigned n = 1, unsigned count = 1);
+/// The same with another status than kFailure, for operations that answer one.
+KELDA_API void failCallWith(KStatus::KStatusCode status, const char* operation, unsigned n = 1,
+                            unsigned count = 1);
 /// Counts calls from now on, without making any fail.
 KELDA_API void watch();
 /// Disarms everything, stops counting and forgets all counts.
@@ -25,6 +29,7 @@ KELDA_API std::vector<std::string> script();
 
 /// For the library: counts a call; true when it is to fail.
 KELDA_API extern bool armed;
+KELDA_API extern KStatus::KStatusCode status; ///< of the call that was made to fail last
 KELDA_API bool hitSlow(const char* operation);
 /// For the library: adds a line to script().
 KELDA_API void noteSlow(const char* line);
