@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -142,11 +143,9 @@ std::string zyFile::toSystemPath(const std::string& name)
 
 // -- File system ------------------------------------------------------------------------------
 
-bool zyFile::exists(const std::string& name, bool directoryOnly, bool nonEmptyOnly)
+static bool isThere(const std::string& name, bool directoryOnly, bool nonEmptyOnly)
 {
-    if (name.empty())
-        return false;
-    const fs::path path(toSystemPath(name));
+    const fs::path path(zyFile::toSystemPath(name));
     std::error_code failed;
     const fs::file_status status = fs::status(path, failed);
     if (!fs::exists(status))
@@ -157,6 +156,26 @@ bool zyFile::exists(const std::string& name, bool directoryOnly, bool nonEmptyOn
     if (nonEmptyOnly && (isDirectory || fs::is_regular_file(status)))
         return !fs::is_empty(path, failed) && !failed;
     return true;
+}
+
+static zyFile::ExistsObserver& existsObserver()
+{
+    static zyFile::ExistsObserver observer;
+    return observer;
+}
+
+zyFile::ExistsObserver zyFile::setExistsObserver(ExistsObserver observer)
+{
+    existsObserver().swap(observer);
+    return observer;
+}
+
+bool zyFile::exists(const std::string& name, bool directoryOnly, bool nonEmptyOnly)
+{
+    const bool there = !name.empty() && isThere(name, directoryOnly, nonEmptyOnly);
+    if (existsObserver())
+        existsObserver()(name, there);
+    return there;
 }
 
 std::string zyFile::getCurrentDir()

@@ -1,11 +1,11 @@
 #include <zyOpenSGUtils/zyOptimize.h>
 
 #include "zyForEachNode.h"
+#include "zyTransformations.h"
 
-#include <OpenSG/OSGComponentTransform.h>
 #include <OpenSG/OSGGeometry.h>
+#include <OpenSG/OSGSurface.h>
 #include <OpenSG/OSGTransform.h>
-#include <OpenSG/OSGTransform3D.h>
 
 #include <cmath>
 #include <unordered_map>
@@ -95,10 +95,7 @@ static bool isIdentity(const osg::Quaternion& q)
     return q[0] == 0.0f && q[1] == 0.0f && q[2] == 0.0f;
 }
 
-// Sets components that compose to `matrix`, without pivots: the rotation and the upper triangle of its QR
-// factors. The columns of the matrix may be zero, but no other dependence is expected of what was composed of
-// such components.
-static void setComponents(const osg::Transform3DPtr& transform, const osg::Matrix& matrix)
+void zySetComponents(const osg::Transform3DPtr& transform, const osg::Matrix& matrix)
 {
     double q[3][3] = {}; // columns
     double r[3][3] = {};
@@ -171,7 +168,7 @@ static void scaleTransform3D(const osg::Transform3DPtr& transform, const AxisSca
     const bool turns = !isIdentity(transform->getRotationAsQuaternion()) ||
                        !isIdentity(transform->getRotationOrientationAsQuaternion());
     if (turns && !scale.isUniform()) {
-        setComponents(transform, scale.conjugated(transform->getMatrix()));
+        zySetComponents(transform, scale.conjugated(transform->getMatrix()));
         return;
     }
     if (!scale.isUniform()) {
@@ -204,12 +201,11 @@ static void scaleTransform(const osg::NodeCorePtr& core, const AxisScale& scale)
     }
 }
 
-// A plain transformation with the scaled matrix and the attachments of `core`.
-static osg::NodeCorePtr scaledPlainTransform(const osg::ComponentTransformPtr& core, const AxisScale& scale)
+osg::TransformPtr zyPlainTransform(const osg::ComponentTransformPtr& core)
 {
     const osg::TransformPtr plain = osg::Transform::create();
     const osg::CPEditor edit(plain);
-    plain->setMatrix(scale.conjugated(core->getMatrix()));
+    plain->setMatrix(core->getMatrix());
     for (const auto& attachment : core->getSFAttachments()->getValue())
         plain->addAttachment(attachment.second, static_cast<osg::UInt16>(attachment.first & 0xffff));
     return plain;
@@ -307,6 +303,9 @@ void ScaleFlush::countUses(const osg::DrawablePtr& drawable)
         ++_parts[geo->getPositions().getCPtr()].inside;
     if (geo->getNormals() != osg::NullFC)
         ++_parts[geo->getNormals().getCPtr()].inside;
+    const osg::SurfacePtr surface = osg::SurfacePtr::dcast(geo);
+    if (surface != osg::NullFC && surface->getControlPoints() != osg::NullFC)
+        ++_parts[surface->getControlPoints().getCPtr()].inside;
 }
 
 // The scaled form of something that drawables refer to: itself where only those inside do, otherwise one
@@ -336,6 +335,9 @@ void ScaleFlush::scaleDrawable(const osg::DrawablePtr& drawable)
     const osg::GeoNormalsPtr normals = geo->getNormals();
     if (normals != osg::NullFC && !_scale.keepsNormals())
         geo->setNormals(scaledOnce(normals, scaleNormals));
+    const osg::SurfacePtr surface = osg::SurfacePtr::dcast(geo);
+    if (surface != osg::NullFC && surface->getControlPoints() != osg::NullFC)
+        surface->setControlPoints(scaledOnce(surface->getControlPoints(), scalePositions));
 }
 
 osg::NodeCorePtr ScaleFlush::scaledCore(const osg::NodeCorePtr& core)
@@ -346,7 +348,8 @@ osg::NodeCorePtr ScaleFlush::scaledCore(const osg::NodeCorePtr& core)
 
     const osg::ComponentTransformPtr component = osg::ComponentTransformPtr::dcast(core);
     if (component != osg::NullFC && !_scale.isUniform()) {
-        shared.after = scaledPlainTransform(component, _scale);
+        shared.after = zyPlainTransform(component);
+        scaleTransform(osg::NodeCorePtr::dcast(shared.after), _scale);
         return osg::NodeCorePtr::dcast(shared.after);
     }
     shared.after = staysInPlace(core, shared) ? osg::FieldContainerPtr(core) : core->shallowCopy();

@@ -100,6 +100,32 @@ TEST_F(MergeMaterial, followsAChangeOnceItIsRebuilt)
     osg::subRefCP(made);
 }
 
+TEST_F(MergeMaterial, aShadowThatIsATextureOnlyLeavesTheMainMaterialsColoursAndBlending)
+{
+    const osg::MaterialChunkPtr colors = osg::MaterialChunk::create(), dark = osg::MaterialChunk::create();
+    const osg::BlendChunkPtr blend = osg::BlendChunk::create(), multiply = osg::BlendChunk::create();
+    const osg::TextureChunkPtr paint = osg::TextureChunk::create(), baked = osg::TextureChunk::create();
+    const osg::ChunkMaterialPtr shadow = materialOf({dark, baked, multiply});
+    add(materialOf({colors, paint, blend}));
+    add(shadow);
+    EXPECT_EQ(osg::StateChunkPtr(dark), chunkAt(osg::MaterialChunk::getStaticClassId()));
+    {
+        const osg::CPEditor edit(shadow);
+        const osg::CPEditor editBaked(baked);
+        baked->setEnvMode(GL_COMBINE);
+        baked->setEnvScaleRGB(2);
+        shadow->subChunk(dark);
+        shadow->subChunk(multiply);
+    }
+    osg::MultiMaterialPtr(merge)->rebuildState();
+    EXPECT_EQ(osg::StateChunkPtr(colors), chunkAt(osg::MaterialChunk::getStaticClassId()));
+    EXPECT_EQ(osg::StateChunkPtr(blend), chunkAt(osg::BlendChunk::getStaticClassId()));
+    EXPECT_EQ(osg::StateChunkPtr(paint), chunkAt(textures));
+    EXPECT_EQ(osg::StateChunkPtr(baked), chunkAt(textures + 1)); // times what the units before it gave
+    EXPECT_EQ(osg::UInt32(GL_MODULATE), baked->getEnvCombineRGB());
+    EXPECT_EQ(osg::UInt32(GL_PREVIOUS), baked->getEnvSource1RGB());
+}
+
 TEST_F(MergeMaterial, ignoresNullAndCircles)
 {
     add(osg::NullFC);

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -111,6 +113,21 @@ TEST_F(ZyFileOnDisk, findsFilesAndDirectoriesWithEitherSeparator)
     EXPECT_FALSE(zyFile::exists(in("\\maps\\oak.png")));
     EXPECT_FALSE(zyFile::exists(""));
     EXPECT_FALSE(zyFile::exists(std::string(100000, '\\')));
+}
+
+TEST_F(ZyFileOnDisk, existsTellsAnObserverWhatWasAskedFor)
+{
+    fs::create_directory(_dir / "maps");
+    std::vector<std::pair<std::string, bool>> told;
+    const auto former = zyFile::setExistsObserver(
+        [&told](const std::string& name, bool there) { told.emplace_back(name, there); });
+    EXPECT_FALSE(former);
+    zyFile::exists(in("\\maps"));
+    zyFile::exists("nowhere\\oak.png");
+    EXPECT_TRUE(zyFile::setExistsObserver(nullptr));
+    zyFile::exists("");
+    EXPECT_EQ((std::vector<std::pair<std::string, bool>>{{in("\\maps"), true}, {"nowhere\\oak.png", false}}),
+              told);
 }
 
 TEST_F(ZyFileOnDisk, existsCanAskForDirectoriesAndForContent)

@@ -24,7 +24,8 @@ public:
     ///   new components, with its pivots folded into the translation where it rotates; an
     ///   `osg::ComponentTransform`, which cannot hold the result, is replaced by an `osg::Transform`.
     /// - The transformation of a drawable is treated the same way.
-    /// - Positions of geometry are multiplied by S (homogeneous ones keep their w). Normals stay as they are
+    /// - Positions of geometry and control points are multiplied by S (homogeneous ones keep their w).
+    /// Normals stay as they are
     ///   for a uniform positive scale; otherwise they are multiplied by S^-1 and brought back to their
     ///   length.
     /// - The root's `scalePivot` becomes S*scalePivot, its `scalePivotTranslation` takes up the rest.
@@ -35,6 +36,30 @@ public:
     /// Nothing happens when `root` is null, has no `osg::Transform3D` core, or its scale is (1, 1, 1), not
     /// finite or not invertible (a component is 0).
     static void flushSelectedTransformationScales(const osg::NodePtr& root);
+
+    /// Pushes the transformations at and below `root` into the geometry: afterwards the scene draws the same,
+    /// and all geometry at and below `root` has its coordinates in the system of the root's parent (a root
+    /// without parent: of the world).
+    ///
+    /// - Positions are multiplied by the product of the matrices above them, that of `root` included, and by
+    ///   the drawable's own transformation, which goes; control points of surfaces likewise. Flat positions
+    ///   become `GeoPositions3f`; homogeneous ones keep their w. Corners keep their order, also where a
+    ///   matrix mirrors: on the screen they turn the way they did.
+    /// - Normals are multiplied by the inverse transpose and brought back to their length.
+    /// - Position and direction of an `osg::Light` at or below `root` keep their place, that is, they follow
+    ///   what happens to the system of its beacon, or, without one, of its own node.
+    /// - A transformation with geometry or lights below it becomes the identity, of the same type. One with
+    ///   neither keeps its place: it takes up what stood above it, and what is below it stays. An
+    ///   `osg::ComponentTransform` that cannot hold the result is replaced by an `osg::Transform`.
+    /// - A matrix that is not finite or that projects cannot be pushed. It is treated like one without
+    ///   geometry.
+    ///
+    /// Cores and properties that are shared stay shared where they come to the same result; for each further
+    /// result, and where they are also used outside, they are cloned once.
+    ///
+    /// Texture coordinates that a material generates from object coordinates are generated from the new ones
+    /// from then on: deliberately, it is to have one system for them that transformations are flushed.
+    static void flushTransformations(const osg::NodePtr& root);
 };
 
 #endif

@@ -3,6 +3,7 @@
 
 #include <zyUtils/zyUtilsApi.h>
 
+#include <functional>
 #include <string>
 
 /// File names and the few file-system operations that go with them.
@@ -66,6 +67,14 @@ public:
     /// @param directoryOnly  only a directory counts.
     /// @param nonEmptyOnly   a file without content does not count, nor does a directory without entries.
     static bool exists(const std::string& name, bool directoryOnly = false, bool nonEmptyOnly = false);
+
+    /// What exists() was asked for, and what it answered.
+    typedef std::function<void(const std::string& name, bool there)> ExistsObserver;
+
+    /// Sets who is told of every exists(), for a host that shows where a file was looked for; an empty one
+    /// tells nobody. Not to be set while other threads call exists().
+    /// @return the former one
+    static ExistsObserver setExistsObserver(ExistsObserver observer);
 
     /// The process's current directory; "" when it has been deleted or cannot be read.
     static std::string getCurrentDir();
