@@ -1,5 +1,7 @@
 #include "LoaderTest.h"
 
+#include <OpenSG/OSGFieldContainerFactory.h>
+#include <OpenSG/OSGSceneFileHandler.h>
 #include <OpenSG/OSGSimpleAttachments.h>
 
 #include <kelda/KDagPath.h>
@@ -67,6 +69,30 @@ std::string LoaderTest::saveScene(const std::string& name)
     const bool ascii = suffix == "ka" || suffix == "KA" || suffix == "Ka";
     EXPECT_FALSE(KFileIO::saveAs(path.c_str(), ascii ? "keldaAscii" : "keldaBinary", true).error()) << path;
     return path;
+}
+
+// Waits for the walk: there is a root then.
+static std::function<void()> changeInWalk;
+static zyKeldaLoaderTestAccess* walking = nullptr;
+
+static void changeOnce(osg::UInt32)
+{
+    if (changeInWalk == nullptr || walking->root() == osg::NullFC)
+        return;
+    const std::function<void()> change = changeInWalk;
+    changeInWalk = nullptr;
+    change();
+}
+
+osg::NodePtr LoaderTest::readChanging(zyKeldaLoaderTestAccess& loader, const std::function<void()>& change)
+{
+    changeInWalk = change;
+    walking = &loader;
+    osg::SceneFileHandler::the()->setReadProgressCB(changeOnce, false);
+    const osg::NodePtr root = loader.read();
+    osg::SceneFileHandler::the()->setReadProgressCB(nullptr, false);
+    EXPECT_TRUE(changeInWalk == nullptr) << "the scene has no nodes";
+    return root;
 }
 
 // -- small scenes ----------------------------------------------------------------------------------
@@ -191,6 +217,54 @@ void run(const std::string& command)
     EXPECT_FALSE(KGlobal::executeCommand(command.c_str(), false, false).error()) << command;
 }
 
+KObject makeShader(const std::string& type, const std::string& name)
+{
+    run("createNode " + type + " -name \"" + name + "\"");
+    run("sets -renderable true -noSurfaceShader true -empty -name \"" + name + "SG\"");
+    run("connectAttr \"" + name + ".outColor\" \"" + name + "SG.surfaceShader\"");
+    return nodeOf(name);
+}
+
+KObject makeFile(const std::string& name, const std::string& fileTextureName)
+{
+    run("createNode file -name \"" + name + "\"");
+    const KObject file = nodeOf(name);
+    EXPECT_FALSE(
+        KFnDependencyNode(file).findPlug("fileTextureName").setValue(KString(fileTextureName)).error());
+    return file;
+}
+
+void setNumber(const KObject& node, const char* attribute, double value)
+{
+    EXPECT_FALSE(KFnDependencyNode(node).findPlug(attribute).setValue(value).error()) << attribute;
+}
+
+// -- small images ----------------------------------------------------------------------------------
+
+osg::ImagePtr makeImage(osg::Image::PixelFormat format, const std::vector<osg::UInt8>& bytes)
+{
+    const osg::ImagePtr image = osg::Image::create();
+    EXPECT_TRUE(image->set(format, 1));
+    const std::size_t width = bytes.size() / image->getSize();
+    EXPECT_TRUE(image->set(format, static_cast<osg::Int32>(width), 1, 1, 1, 1, 0.0, bytes.data()));
+    EXPECT_EQ(bytes.size(), image->getSize());
+    return image;
+}
+
+void writeImage(const std::string& path, osg::Image::PixelFormat format, const std::vector<osg::UInt8>& bytes)
+{
+    osg::ImagePtr image = makeImage(format, bytes);
+    EXPECT_TRUE(image->write(path.c_str())) << path;
+    osg::subRefCP(image);
+}
+
+std::vector<osg::UInt8> bytesOf(const osg::ImagePtr& image)
+{
+    const osg::UInt8* data = image->getData();
+    return data == nullptr ? std::vector<osg::UInt8>()
+                           : std::vector<osg::UInt8>(data, data + image->getSize());
+}
+
 // -- what a test looks at --------------------------------------------------------------------------
 
 std::string nameOf(const osg::NodePtr& node)
@@ -250,4 +324,17 @@ std::vector<osg::UInt16> mappingOf(const osg::GeometryPtr& geometry)
 bool hasShadowMark(const osg::NodePtr& node)
 {
     return node->findAttachment(osg::ValuePair::getClassType(), 0) != osg::NullFC;
+}
+
+std::vector<std::string> chunkTypes(const osg::ChunkMaterialPtr& material)
+{
+    std::vector<std::string> types;
+    for (osg::UInt32 i = 0; i < material->getChunks().size(); ++i)
+        types.push_back(material->getChunks(i)->getType().getCName());
+    return types;
+}
+
+bool isAlive(osg::UInt32 id)
+{
+    return osg::FieldContainerFactory::the()->getContainer(id) != osg::NullFC;
 }

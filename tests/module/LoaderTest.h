@@ -6,7 +6,9 @@
 
 #include <zyKeldaLoader.h>
 
+#include <OpenSG/OSGChunkMaterial.h>
 #include <OpenSG/OSGGeometry.h>
+#include <OpenSG/OSGImage.h>
 #include <OpenSG/OSGNode.h>
 
 #include <kelda/KFloatPointArray.h>
@@ -21,6 +23,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,12 +46,30 @@ public:
     void loadMaterialLibrary() { loader.loadMaterialLibrary(); }
     void unloadMaterialLibrary() { loader.unloadMaterialLibrary(); }
     void postProcessLights() { loader.postProcessLights(); }
+    void postProcessSwitches() { loader.postProcessSwitches(); }
+    void postProcessTexGens() { loader.postProcessTexGens(); }
+    osg::NodePtr getLocalRoot(const std::vector<zyNodePtr>& nodes) { return loader.getLocalRoot(nodes); }
+    void postProcessShadow() { loader.postProcessShadow(); }
+    void getSharedGeometries(const osg::NodePtr& node) { loader.getSharedGeometries(node); }
+    osg::Action::ResultE getTtransformsCB(osg::NodePtr& node) { return loader.getTtransformsCB(node); }
     osg::UInt32 countNodes() { return loader.countNodes(); }
     bool isVisible(const KFnDagNode& fn) { return loader.isVisible(fn); }
     osg::NodePtr getOSGNode(const KDagPath& path) { return loader.getOSGNode(path); }
     void addOSGNode(const KDagPath& path, const osg::NodePtr& node) { loader.addOSGNode(path, node); }
     osg::NodePtr convertTransform(const KDagPath& path) { return loader.convertTransform(path); }
     osg::NodePtr convertMesh(const KDagPath& path) { return loader.convertMesh(path); }
+    osg::NodePtr convertNurbsSurface(const KDagPath& path) { return loader.convertNurbsSurface(path); }
+    osg::NodePtr convertLight(const KDagPath& path) { return loader.convertLight(path); }
+    void convertAnimCurve(const KObject& node, const char* attribute)
+    {
+        loader.convertAnimCurve(node, attribute);
+    }
+    void outputAnimCurve(const KObject& curve) { loader.outputAnimCurve(curve); }
+    KObject findShader(const KObject& shadingGroup) { return loader.findShader(shadingGroup); }
+    osg::MaterialPtr getOSGMaterial(const KDagPath& path, const KObject& shadingGroup)
+    {
+        return loader.getOSGMaterial(path, shadingGroup);
+    }
     void initTransform3D(const osg::Transform3DPtr& core, const KFnTransform& fn)
     {
         loader.initTransform3D(core, fn);
@@ -104,6 +125,15 @@ public:
     auto& importUnits() { return loader._importUnits; }
     auto& unitScale() { return loader._unitScale; }
 
+    void recordSwitch(const osg::NodePtr& switchNode, const osg::NodePtr& transformNode)
+    {
+        loader._switches.push_back(zyKeldaLoader::SwitchRecord{switchNode, transformNode});
+    }
+    void recordProjection(const osg::MaterialPtr& material, const std::string& placement)
+    {
+        loader._planarProjections.push_back(zyKeldaLoader::PlanarProjection{material, placement});
+    }
+
     zyKeldaLoader loader;
 };
 
@@ -144,6 +174,9 @@ protected:
         return printed;
     }
 
+    /// Reads with a loader and has a change of the graph made once while its scene is walked.
+    osg::NodePtr readChanging(zyKeldaLoaderTestAccess& loader, const std::function<void()>& change);
+
     /// Path of a file in the test's own folder, which is removed afterwards.
     std::string inFolder(const std::string& name) const { return folder + "/" + name; }
     /// Saves the SDK's scene there; the suffix decides the form.
@@ -177,6 +210,20 @@ KDagPath pathOf(const std::string& name);
 KObject nodeOf(const std::string& name);
 /// Runs one command and expects it to succeed.
 void run(const std::string& command);
+/// A shader of that type with a shading group that has its name and "SG" behind it.
+KObject makeShader(const std::string& type, const std::string& name);
+/// A file texture; what it shows is up to the caller to connect.
+KObject makeFile(const std::string& name, const std::string& fileTextureName);
+void setNumber(const KObject& node, const char* attribute, double value);
+
+// -- small images ----------------------------------------------------------------------------------
+
+/// An image of one row, 8 bits for each channel, with a reference count of 0.
+osg::ImagePtr makeImage(osg::Image::PixelFormat format, const std::vector<osg::UInt8>& bytes);
+/// The same as a file, with the format that the suffix says.
+void writeImage(const std::string& path, osg::Image::PixelFormat format,
+                const std::vector<osg::UInt8>& bytes);
+std::vector<osg::UInt8> bytesOf(const osg::ImagePtr& image);
 
 // -- what a test looks at --------------------------------------------------------------------------
 
@@ -189,3 +236,13 @@ osg::Transform3DPtr transformOf(const osg::NodePtr& node);
 std::vector<osg::UInt32> indicesOf(const osg::GeometryPtr& geometry);
 std::vector<osg::UInt16> mappingOf(const osg::GeometryPtr& geometry);
 bool hasShadowMark(const osg::NodePtr& node);
+/// Classes of a material's chunks, in order.
+std::vector<std::string> chunkTypes(const osg::ChunkMaterialPtr& material);
+/// The n-th chunk of a class that a material has; null when there is none.
+template <class Chunk>
+auto findChunk(const osg::ChunkMaterialPtr& material, int n = 0) -> decltype(Chunk::create())
+{
+    return decltype(Chunk::create())::dcast(material->find(Chunk::getClassType(), n));
+}
+/// Whether a container of that id is still there.
+bool isAlive(osg::UInt32 id);

@@ -12,6 +12,7 @@
 #include <kelda/KFloatVectorArray.h>
 #include <kelda/KGlobal.h>
 #include <kelda/KItDag.h>
+#include <kelda/KObjectArray.h>
 #include <kelda/KPlug.h>
 
 #include <fstream>
@@ -282,6 +283,19 @@ std::vector<osg::Pnt3f> pointsOf(const KFnMesh& mesh)
     for (unsigned i = 0; i < points.length(); ++i)
         result.emplace_back(points[i].x, points[i].y, points[i].z);
     return result;
+}
+
+std::vector<std::string> setsOf(const std::string& path)
+{
+    KObjectArray sets;
+    KObjectArray components;
+    const KDagPath shape = pathOf(path);
+    EXPECT_FALSE(
+        KFnDagNode(shape).getConnectedSetsAndMembers(shape.instanceNumber(), sets, components, true).error());
+    std::vector<std::string> names;
+    for (unsigned i = 0; i < sets.length(); ++i)
+        names.push_back(KFnDependencyNode(sets[i]).name().asUTF8());
+    return names;
 }
 
 std::vector<osg::Vec3f> normalsOf(const KFnMesh& mesh)

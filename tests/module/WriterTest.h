@@ -38,6 +38,15 @@ public:
     {
         return writer.convertGeometry(node, parent);
     }
+    KObject convertNurbsSurface(const osg::NodePtr& node, const KObject& parent)
+    {
+        return writer.convertNurbsSurface(node, parent);
+    }
+    void convertMaterial(const KFnMesh& mesh, const osg::NodePtr& node)
+    {
+        writer.convertMaterial(mesh, node);
+    }
+    KObject findShadingEngine(const KObject& shader) { return writer.findShadingEngine(shader); }
     bool setVisible(const KFnDagNode& fn, bool visible) { return writer.setVisible(fn, visible); }
     std::string keldafied(std::string name)
     {
@@ -148,6 +157,8 @@ KFnMesh meshAt(const std::string& path);
 bool exists(const std::string& path);
 bool isShown(const std::string& path);
 std::vector<osg::Pnt3f> pointsOf(const KFnMesh& mesh);
+/// Names of the shading groups that an instance of a shape belongs to.
+std::vector<std::string> setsOf(const std::string& path);
 /// One for each corner of each face.
 std::vector<osg::Vec3f> normalsOf(const KFnMesh& mesh);
 std::vector<osg::Vec2f> uvsOf(const KFnMesh& mesh);

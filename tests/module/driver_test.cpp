@@ -6,6 +6,7 @@
 #include <OpenSG/OSGGroup.h>
 #include <OpenSG/OSGMaterialGroup.h>
 #include <OpenSG/OSGMaterialPool.h>
+#include <OpenSG/OSGMultiPassMaterial.h>
 #include <OpenSG/OSGSceneFileHandler.h>
 #include <OpenSG/OSGSimpleAttachments.h>
 #include <kelda/KFileIO.h>
@@ -460,27 +461,41 @@ protected:
     /// Writes "car_material_library.osb" with these materials in a pool, or on groups.
     void writeLibrary(const std::vector<const char*>& names, bool pool)
     {
-        const ScopedGraph root(makeCored(osg::Group::create()));
-        if (pool) {
-            const osg::MaterialPoolPtr core = osg::MaterialPool::create();
-            {
-                const osg::CPEditor edit(core);
-                for (const char* name : names)
-                    core->add(osg::MaterialPtr(makeMaterial(name)));
-            }
-            addChild(root.get(), makeCored(core));
-        } else {
-            for (const char* name : names) {
-                const osg::MaterialGroupPtr core = osg::MaterialGroup::create();
-                {
-                    const osg::CPEditor edit(core);
-                    core->setMaterial(makeMaterial(name));
-                }
-                addChild(root.get(), makeCored(core));
-            }
-        }
+        std::vector<osg::MaterialPtr> materials;
+        for (const char* name : names)
+            materials.push_back(makeMaterial(name));
+        const osg::NodePtr root = makeCored(osg::Group::create());
+        if (pool)
+            addChild(root, makePool(materials));
+        else
+            addGroups(root, materials);
+        writeLibrary(root);
+    }
+    /// Writes it with this graph.
+    void writeLibrary(const osg::NodePtr& graph)
+    {
+        const ScopedGraph root(graph);
         ASSERT_TRUE(
             osg::SceneFileHandler::the()->write(root.get(), inFolder("car_material_library.osb").c_str()));
+    }
+    static osg::NodePtr makePool(const std::vector<osg::MaterialPtr>& materials)
+    {
+        const osg::MaterialPoolPtr core = osg::MaterialPool::create();
+        const osg::CPEditor edit(core);
+        for (const osg::MaterialPtr& material : materials)
+            core->add(material);
+        return makeCored(core);
+    }
+    static void addGroups(const osg::NodePtr& parent, const std::vector<osg::MaterialPtr>& materials)
+    {
+        for (const osg::MaterialPtr& material : materials) {
+            const osg::MaterialGroupPtr core = osg::MaterialGroup::create();
+            {
+                const osg::CPEditor edit(core);
+                core->setMaterial(material);
+            }
+            addChild(parent, makeCored(core));
+        }
     }
     static void addChild(const osg::NodePtr& parent, const osg::NodePtr& child)
     {
@@ -515,6 +530,28 @@ TEST_F(Library, materialsOfThePoolAreFoundByName)
     osg::subRefCP(library);
     EXPECT_TRUE(loader.materialLibraryRoot() == osg::NullFC);
     EXPECT_EQ(2u, loader.libraryMaterials().size()) << "the map is not cleared";
+}
+
+TEST_F(Library, aMaterialOfTheShadersNameTakesItsPlaceInTheImport)
+{
+    writeLibrary({"paint"}, true);
+    for (const char* name : {"paint", "varnish"}) {
+        makeShader("phong", name);
+        const std::string shape = std::string(name) + "Shape";
+        makeStrip(shape.c_str(), makeTransform((std::string("of_") + name).c_str()), 1);
+        assignWhole(shape, std::string(name) + "SG");
+    }
+    const std::string file = saveScene("car.kb");
+    osg::NodePtr root;
+    printedBy([&] { root = zyKeldaLoader::read(file, useLibrary); });
+    const ScopedGraph graph(root);
+    const auto chunkCount = [&](const char* shape) {
+        return osg::ChunkMaterialPtr::dcast(geometryOf(nodeAt(root, {shape}))->getMaterial())
+            ->getChunks()
+            .size();
+    };
+    EXPECT_EQ(0u, chunkCount("paintShape")) << "the library's, which has none";
+    EXPECT_EQ(1u, chunkCount("varnishShape")) << "the scene's own";
 }
 
 TEST_F(Library, theDestructorReleasesNothing)
@@ -564,6 +601,55 @@ TEST_F(Library, anEmptyPoolIsNoMissingPool)
     zyKeldaLoaderTestAccess loader(inFolder("car.kb"), useLibrary);
     const Printed printed = printedBy([&] { loader.loadMaterialLibrary(); });
     EXPECT_EQ("found 0 materials in local material library file.\n", printed.out);
+    loader.unloadMaterialLibrary();
+}
+
+TEST_F(Library, ofAnEmptyPoolTheMaterialsOfTheSceneBesideItAreTaken)
+{
+    const osg::NodePtr root = makeCored(osg::Group::create());
+    addChild(root, makePool({}));
+    addGroups(root, {makeMaterial("red"), makeMaterial("blue")});
+    writeLibrary(root);
+    zyKeldaLoaderTestAccess loader(inFolder("car.kb"), useLibrary);
+    const Printed printed = printedBy([&] { loader.loadMaterialLibrary(); });
+    EXPECT_EQ("found 2 materials in local material library file.\n", printed.out);
+    EXPECT_EQ((std::vector<std::string>{"blue", "red"}), materialNames(loader));
+    loader.unloadMaterialLibrary();
+}
+
+TEST_F(Library, ofAPoolWithMaterialsThoseOfTheSceneBesideItAreNotTaken)
+{
+    const osg::NodePtr root = makeCored(osg::Group::create());
+    addChild(root, makePool({makeMaterial("red")}));
+    addGroups(root, {makeMaterial("blue")});
+    writeLibrary(root);
+    zyKeldaLoaderTestAccess loader(inFolder("car.kb"), useLibrary);
+    const Printed printed = printedBy([&] { loader.loadMaterialLibrary(); });
+    EXPECT_EQ("found 1 materials in local material library file.\n", printed.out);
+    EXPECT_EQ((std::vector<std::string>{"red"}), materialNames(loader));
+    loader.unloadMaterialLibrary();
+}
+
+TEST_F(Library, theMaterialsThatOneIsMadeOfAreFoundByNameAtItsPlace)
+{
+    const osg::MultiPassMaterialPtr outer = osg::MultiPassMaterial::create();
+    osg::setName(outer, "outer");
+    {
+        const osg::CPEditor edit(outer);
+        outer->addMaterial(makeMaterial("base"));
+        outer->addMaterial(makeMaterial("paint"));
+    }
+    const osg::NodePtr root = makeCored(osg::Group::create());
+    addChild(root, makePool({outer, makeMaterial("paint")}));
+    writeLibrary(root);
+    zyKeldaLoaderTestAccess loader(inFolder("car.kb"), useLibrary);
+    const Printed printed = printedBy([&] { loader.loadMaterialLibrary(); });
+    EXPECT_EQ("found 2 materials in local material library file.\n", printed.out) << "parts are not counted";
+    ASSERT_EQ((std::vector<std::string>{"base", "outer", "paint"}), materialNames(loader));
+    const auto read = osg::MultiPassMaterialPtr::dcast(loader.libraryMaterials()["outer"]);
+    ASSERT_TRUE(read != osg::NullFC);
+    EXPECT_TRUE(loader.libraryMaterials()["paint"] == read->getMaterials(1))
+        << "before the pool's second one";
     loader.unloadMaterialLibrary();
 }
 

@@ -119,10 +119,12 @@ TEST_F(Mesh, coordinatesAreTakenInObjectSpaceAndUVsAsTheyAre)
     EXPECT_EQ(osg::Vec2f(1, 1), geometry->getTexCoords()->getValue(2)) << "v is not flipped";
 }
 
-TEST_F(Mesh, theMaterialIsTheSceneGraphsDefaultMaterial)
+TEST_F(Mesh, theMaterialIsThatOfTheShadingGroup)
 {
     makeQuad("quadShape", makeTransform("quad"));
-    EXPECT_TRUE(geometryOf(convert("quadShape"))->getMaterial() == osg::getDefaultMaterial());
+    const osg::GeometryPtr geometry = geometryOf(convert("quadShape"));
+    ASSERT_EQ(1u, loader.libraryMaterials().size());
+    EXPECT_TRUE(geometry->getMaterial() == loader.libraryMaterials()["lambert1"]);
 }
 
 TEST_F(Mesh, twoShadingGroupsReturnAGroupWithTwoGeometryNodesOfOneNameThatShareTheirProperties)

@@ -32,19 +32,6 @@ protected:
         const osg::CPEditor edit(geometry);
         geometry->setPositions(positions);
     }
-    static std::vector<std::string> setsOf(const std::string& path)
-    {
-        KObjectArray sets;
-        KObjectArray components;
-        const KDagPath shape = pathOf(path);
-        EXPECT_FALSE(KFnDagNode(shape)
-                         .getConnectedSetsAndMembers(shape.instanceNumber(), sets, components, true)
-                         .error());
-        std::vector<std::string> names;
-        for (unsigned i = 0; i < sets.length(); ++i)
-            names.push_back(KFnDependencyNode(sets[i]).name().asUTF8());
-        return names;
-    }
 };
 
 // -- triangles -------------------------------------------------------------------------------------
@@ -436,20 +423,20 @@ TEST_F(ExportMesh, aShapeWithoutANameGetsTheSdksDefault)
     EXPECT_THAT(KFnDagNode(transform.child(0)).name().asUTF8(), testing::MatchesRegex("[A-Za-z]+[0-9]+"));
 }
 
-TEST_F(ExportMesh, everyMeshJoinsTheDefaultShadingGroup)
+TEST_F(ExportMesh, everyMeshJoinsTheShadingGroupOfItsMaterial)
 {
     EXPECT_EQ("", said(groupNode("root", {shapeNode("part", triangle()), shapeNode("part", triangle()),
                                           groupNode("a", {shapeNode("part", triangle())})})));
     const KFnDagNode root(pathOf("|root"));
     const std::string second = KFnDagNode(root.child(1)).name().asUTF8();
-    EXPECT_THAT(setsOf("|root|part|part"), ElementsAre("initialShadingGroup"));
-    EXPECT_THAT(setsOf("|root|" + second + "|part"), ElementsAre("initialShadingGroup"));
-    EXPECT_THAT(setsOf("|root|a|part|part"), ElementsAre("initialShadingGroup"));
+    EXPECT_THAT(setsOf("|root|part|part"), ElementsAre("phong1SG"));
+    EXPECT_THAT(setsOf("|root|" + second + "|part"), ElementsAre("phong1SG"));
+    EXPECT_THAT(setsOf("|root|a|part|part"), ElementsAre("phong1SG"));
 }
 
 TEST_F(ExportMesh, aMeshThatCannotJoinItsGroupIsReportedAndStays)
 {
-    KFaults::failCall("KGlobal::executeCommand");
+    KFaults::failCall("KFnSet::addMember");
     EXPECT_EQ("Couldn't add member!\n", said(shapeNode("tri", triangle())));
     EXPECT_TRUE(exists("|tri|tri"));
     EXPECT_THAT(setsOf("|tri|tri"), IsEmpty());
@@ -487,7 +474,7 @@ TEST_F(ExportMesh, everyFurtherNodeOfACoreIsAnInstance)
     for (unsigned i = 0; i < 5; ++i) {
         EXPECT_EQ(
             0u, std::string(paths[i].fullPathName().asUTF8()).find("|root|g" + std::to_string(i) + "|part|"));
-        EXPECT_THAT(setsOf(paths[i].fullPathName().asUTF8()), ElementsAre("initialShadingGroup"))
+        EXPECT_THAT(setsOf(paths[i].fullPathName().asUTF8()), ElementsAre("phong1SG"))
             << "an instance shares the shading group of the first one";
     }
 }
@@ -587,7 +574,7 @@ TEST_F(ExportMesh, failedTexCoordIdsAreReported)
 {
     KFaults::failCall("KFnMesh::assignUVs");
     EXPECT_EQ("Couldn't assign texture coordinates for mesh 'tri'\n", said(shapeNode("tri", triangle())));
-    EXPECT_THAT(setsOf("|tri|tri"), ElementsAre("initialShadingGroup"));
+    EXPECT_THAT(setsOf("|tri|tri"), ElementsAre("phong1SG"));
 }
 
 TEST_F(ExportMesh, aMeshWithoutAnActualGeometryCoreAnswersTheParent)

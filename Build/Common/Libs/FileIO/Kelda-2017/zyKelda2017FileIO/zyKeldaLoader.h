@@ -2,6 +2,8 @@
 
 #include "zyKelda2017FileIOExport.h"
 
+#include <OpenSG/OSGAction.h>
+#include <OpenSG/OSGChunkMaterial.h>
 #include <OpenSG/OSGGeometry.h>
 #include <OpenSG/OSGMaterial.h>
 #include <OpenSG/OSGNode.h>
@@ -9,7 +11,10 @@
 
 #include <kelda/KDagPath.h>
 
+#include <zyOpenSGUtils/zyNodePtr.h>
+
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -17,6 +22,8 @@
 
 class KFnDagNode;
 class KFnTransform;
+class KObject;
+class KPlug;
 
 /// One import of one Kelda scene file into an OpenSG subtree.
 ///
@@ -57,8 +64,12 @@ private:
     };
     struct PlanarProjection {
         osg::MaterialPtr material;
-        std::string placement; ///< name of the place3dTexture node
+        std::string placement; ///< name of the place3dTexture node; empty where there is none
     };
+    class Images;
+    /// Names of texture files by texture-coordinate index; those of one index in the order in which they were
+    /// found.
+    typedef std::multimap<osg::UInt32, std::string> Textures;
     struct SwitchRecord {
         osg::NodePtr switchNode;
         osg::NodePtr transformNode; ///< made for the same DAG path; not yet part of the graph
@@ -74,7 +85,10 @@ private:
     void loadMaterialLibrary();
     void createRoot();
     void walkScenegraph();
+    void postProcessSwitches();
+    void postProcessTexGens();
     void postProcessAddUnitScale();
+    void postProcessShadow();
     void unloadMaterialLibrary();
     void postProcessLights();
 
@@ -96,6 +110,36 @@ private:
     osg::NodePtr convertTransform(const KDagPath& path);
     void initTransform3D(const osg::Transform3DPtr& core, const KFnTransform& fn);
     osg::NodePtr convertMesh(const KDagPath& path);
+    osg::NodePtr convertNurbsSurface(const KDagPath& path);
+    osg::NodePtr convertLight(const KDagPath& path);
+    void convertAnimCurve(const KObject& node, const char* attribute);
+    void outputAnimCurve(const KObject& curve);
+
+    // -- Materials ---------------------------------------------------------------------------------
+    KObject findShader(const KObject& shadingGroup);
+    osg::MaterialPtr getOSGMaterial(const KDagPath& path, const KObject& shadingGroup);
+    Textures collectTextures(const KPlug& color, const osg::ChunkMaterialPtr& material, float opacity);
+    osg::UInt32 textureCoordIndex(const KObject& file);
+    void addTexture(const osg::ChunkMaterialPtr& material, const std::string& fileTextureName,
+                    osg::UInt32 entry, osg::UInt32 entries);
+    std::string resolveTexture(const std::string& fileTextureName) const;
+    void addPlacement(const osg::ChunkMaterialPtr& material, const KPlug& color);
+    void makeShadowMaterial(const osg::ChunkMaterialPtr& material);
+
+    // -- Texture generators ------------------------------------------------------------------------
+    osg::Matrix placementMatrix(const std::string& placement) const;
+    osg::NodePtr getLocalRoot(const std::vector<zyNodePtr>& nodes) const;
+    osg::NodePtr topmostTransform(const osg::NodePtr& node) const;
+
+    // -- Shadow geometry ---------------------------------------------------------------------------
+    void getSharedGeometries(const osg::NodePtr& node);
+    void createShadowMergeMaterials();
+    osg::MaterialPtr mergeMaterial(const osg::ChunkMaterialPtr& main, const osg::ChunkMaterialPtr& shadow);
+    void correctShadowBlendMode();
+
+    /// For a traversal: multiplies what is a place in a transformation by the unit scale. Not called by the
+    /// import, which leaves units to the host.
+    osg::Action::ResultE getTtransformsCB(osg::NodePtr& node);
 
     std::string _fullFileName; ///< path as the host passed it
     std::string _fileName; ///< name with suffix; what the SDK is given, beside _filePath as current directory
@@ -107,7 +151,8 @@ private:
     osg::NodePtr _root; ///< import root; null until createRoot()
     osg::NodePtr
         _materialLibraryRoot; ///< referenced between loadMaterialLibrary() and unloadMaterialLibrary()
-    std::map<std::string, osg::MaterialPtr> _libraryMaterials; ///< materials of the library by name
+    std::map<std::string, osg::MaterialPtr>
+        _libraryMaterials; ///< materials of the library and of the shaders converted so far, by name
 
     std::vector<NameRecord> _nameRecords;             ///< filled by no step of the import
     std::vector<PlanarProjection> _planarProjections; ///< materials whose texture is projected
@@ -131,4 +176,6 @@ private:
     std::vector<osg::GeometryPtr> _geometries;    ///< every geometry core made, in order of creation
     std::string _importUnits;                     ///< letters behind "importunits="
     float _unitScale;                             ///< target units per centimetre; 1 until calcUnit() has run
+
+    std::shared_ptr<Images> _images; ///< texture files read so far; copies of the object share them
 };

@@ -3,6 +3,7 @@
 #include "zyKelda2017FileIOExport.h"
 
 #include <OpenSG/OSGGeometry.h>
+#include <OpenSG/OSGImage.h>
 #include <OpenSG/OSGMaterial.h>
 #include <OpenSG/OSGNode.h>
 
@@ -56,7 +57,13 @@ private:
     // -- Converters --------------------------------------------------------------------------------
     KObject convertTransform(const osg::NodePtr& node, KObject parent);
     KObject convertGeometry(const osg::NodePtr& node, KObject parent);
+    KObject convertNurbsSurface(const osg::NodePtr& node, KObject parent);
     void convertMaterial(const KFnMesh& mesh, const osg::NodePtr& node);
+
+    // -- Materials ---------------------------------------------------------------------------------
+    std::string newShaderName(const osg::MaterialPtr& material);
+    KObject findShadingEngine(const KObject& shader);
+    std::string exportImage(const osg::ImagePtr& image);
 
     // -- Operations that the converters share ------------------------------------------------------
     KObject createTransform(KFnTransform& fn, const osg::NodePtr& node, const KObject& parent);
@@ -70,7 +77,8 @@ private:
     std::string baseName;      ///< name without directory and suffix
 
     osg::NodePtr root;                                 ///< the subtree to export; may be null
-    std::map<osg::MaterialPtr, KObject> materialSets;  ///< shading group made for a material
+    std::map<osg::MaterialPtr, KObject> materialSets;  ///< shading group made for a material; null where
+                                                       ///< it could not be found
     std::set<std::string> usedShaderNames;             ///< shader names given out in this export
     std::map<osg::GeometryPtr, KFnMesh*> sharedMeshes; ///< mesh made for a geometry core, for instancing; the
                                                        ///< destructor deletes the first function set only
