@@ -1,10 +1,18 @@
 # cmake -DPROGRAM=... -DMADE=... -DCOMMITTED=... -P CompareOutput.cmake
-# Runs PROGRAM MADE and fails unless MADE is byte for byte COMMITTED.
+# Runs PROGRAM on the new folder MADE and fails unless each file that it makes is byte for byte that of COMMITTED.
+file(REMOVE_RECURSE "${MADE}")
+file(MAKE_DIRECTORY "${MADE}")
 execute_process(COMMAND "${PROGRAM}" "${MADE}" RESULT_VARIABLE result)
 if(NOT result EQUAL 0)
   message(FATAL_ERROR "${PROGRAM} failed: ${result}")
 endif()
-execute_process(COMMAND "${CMAKE_COMMAND}" -E compare_files "${MADE}" "${COMMITTED}" RESULT_VARIABLE differs)
-if(NOT differs EQUAL 0)
-  message(FATAL_ERROR "${COMMITTED} is not what ${PROGRAM} writes; if that is meant, run it on that file")
+file(GLOB names RELATIVE "${MADE}" "${MADE}/*")
+if(NOT names)
+  message(FATAL_ERROR "${PROGRAM} made nothing")
 endif()
+foreach(name ${names})
+  execute_process(COMMAND "${CMAKE_COMMAND}" -E compare_files "${MADE}/${name}" "${COMMITTED}/${name}" RESULT_VARIABLE differs)
+  if(NOT differs EQUAL 0)
+    message(FATAL_ERROR "${COMMITTED}/${name} is not what ${PROGRAM} writes; if that is meant, run it on that folder")
+  endif()
+endforeach()

@@ -7,7 +7,9 @@ packages=(
   clang libclang-rt-14-dev                  # fuzz targets (libFuzzer)
   libassimp-dev zlib1g-dev                  # open interchange formats
   libpng-dev libjpeg-dev libtiff-dev        # images
+  libegl-dev libgl-dev libegl-mesa0 libgl1-mesa-dri # pictures without a display
   libmeshoptimizer-dev                      # vertex unification
+  libglu1-mesa-dev                          # triangles of trimmed surfaces
   libxxhash-dev                             # checksums of the binary scene form
   libcli11-dev nlohmann-json3-dev           # the command line and its JSON
   libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev

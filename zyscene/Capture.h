@@ -13,6 +13,7 @@ struct Message {
     Channel channel;
     bool error; ///< an error of the log or of the SDK
     std::string text;
+    bool told = false; ///< an issue says it in other words
 };
 
 /// "log.info", "stdout", ...

@@ -40,6 +40,7 @@ struct CommandRow {
 std::unique_ptr<Command> makeInfoCommand();
 std::unique_ptr<Command> makeConvertCommand();
 std::unique_ptr<Command> makeDiffCommand();
+std::unique_ptr<Command> makeRenderCommand();
 std::unique_ptr<Command> makeFormatsCommand();
 std::unique_ptr<Command> makeOptionsCommand();
 std::unique_ptr<Command> makeVersionCommand();

@@ -183,7 +183,7 @@ Pairing::Pairing(DrawnScene& first, DrawnScene& second, const CompareOptions& op
     : _options(options), _tolerance(tolerance)
 {
     _names.of(""); // number 0: what has no name
-    if (options.normals && options.normalsMade)
+    if (attributesOf(options).normals && options.normalsMade)
         collectBare(first);
     addCandidates(first, _first);
     addCandidates(second, _second);
@@ -233,9 +233,7 @@ void Pairing::addCandidates(DrawnScene& scene, std::vector<Candidate>& candidate
         if (_options.materials) {
             auto found = looks.find(use.material);
             if (found == looks.end())
-                found =
-                    looks.emplace(use.material, _states.of(use.material->name + "\n" + use.material->look))
-                        .first;
+                found = looks.emplace(use.material, _states.of(use.material->hint())).first;
             look = found->second;
         }
         candidates.push_back({&use, shape->second.name, shape->second.triangles,
@@ -387,21 +385,24 @@ private:
 // means of places. The window is as narrow as the tolerance, so that few are looked at.
 void Pairing::pairByPlace(const Group& group)
 {
-    Box box;
+    Box common;
     for (const std::uint32_t i : group.first)
-        box.extend(_first[i].use->shape->box());
+        common.extend(_first[i].use->shape->box());
     for (const std::uint32_t i : group.second)
-        box.extend(_second[i].use->shape->box());
+        common.extend(_second[i].use->shape->box());
+    const auto boxOf = [&](const Use& use) -> const Box& {
+        return _options.exactTriangles ? common : use.shape->box();
+    };
 
     std::vector<std::pair<double, std::uint32_t>> row;
     row.reserve(group.second.size());
     for (const std::uint32_t i : group.second)
-        row.emplace_back(Placed(*_second[i].use, box).mean(), i);
+        row.emplace_back(Placed(*_second[i].use, boxOf(*_second[i].use)).mean(), i);
     std::sort(row.begin(), row.end());
 
     FreeList open(row.size());
     for (const std::uint32_t i : group.first) {
-        const Placed placed(*_first[i].use, box);
+        const Placed placed(*_first[i].use, boxOf(*_first[i].use));
         const double mean = placed.mean();
         const double reach = _tolerance + 1e-12 * std::fabs(mean);
         const auto start =
@@ -410,7 +411,8 @@ void Pairing::pairByPlace(const Group& group)
         for (std::size_t k = open.from(static_cast<std::size_t>(start - row.begin()));
              k < row.size() && row[k].first <= mean + reach; k = open.from(k + 1)) {
             const std::uint32_t other = row[k].second;
-            if (placed.isNear(Placed(*_second[other].use, box), _tolerance)) {
+            const Use& partner = *_second[other].use;
+            if (placed.isNear(Placed(partner, boxOf(partner)), _tolerance)) {
                 pair(i, other);
                 open.take(k);
                 break;
@@ -458,6 +460,7 @@ private:
     void comparePlaces(const Use& first, const Use& second);
     void compareTriangles(const Use& first, const Use& second);
     void compareState(const Use& first, const Use& second);
+    const std::string& materialDifference(const MaterialLook& first, const MaterialLook& second);
     bool differ(const Use& first, const Use& second, const Attributes& attributes)
     {
         return first.shape->digest(attributes) != second.shape->digest(attributes);
@@ -472,6 +475,7 @@ private:
     const CompareOptions& _options;
     const double _tolerance;
     std::array<std::vector<Difference>, Difference::kindCount> _found;
+    std::map<std::pair<const MaterialLook*, const MaterialLook*>, std::string> _materials;
 };
 
 std::string countText(const Digest& digest)
@@ -517,16 +521,19 @@ void Reporter::comparePlaces(const Use& first, const Use& second)
 {
     Box box = first.shape->box();
     box.extend(second.shape->box());
-    if (Placed(first, box).isNear(Placed(second, box), _tolerance))
+    const Box& ofFirst = _options.exactTriangles ? box : first.shape->box();
+    const Box& ofSecond = _options.exactTriangles ? box : second.shape->box();
+    if (Placed(first, ofFirst).isNear(Placed(second, ofSecond), _tolerance))
         return;
-    const std::string a = placeText(first, box);
-    const std::string b = placeText(second, box);
+    const std::string a = placeText(first, ofFirst);
+    const std::string b = placeText(second, ofSecond);
     add(Difference::Moved, first, second, a == b ? "turned or scaled about " + a : "at " + a + " and " + b);
 }
 
 void Reporter::compareTriangles(const Use& first, const Use& second)
 {
     Attributes attributes;
+    attributes.positions = _options.exactTriangles;
     if (differ(first, second, attributes)) {
         const std::string a = countText(first.shape->digest(attributes));
         const std::string b = countText(second.shape->digest(attributes));
@@ -539,7 +546,8 @@ void Reporter::compareTriangles(const Use& first, const Use& second)
         return inFirst == inSecond ? "other values" : inFirst ? "in the first only" : "in the second only";
     };
     bool found = false;
-    const bool normals = _options.normals && (!_options.normalsMade || first.shape->hasNormals());
+    const bool normals =
+        attributesOf(_options).normals && (!_options.normalsMade || first.shape->hasNormals());
     attributes.normals = normals;
     if (normals && differ(first, second, attributes)) {
         add(Difference::Normals, first, second,
@@ -574,11 +582,21 @@ void Reporter::compareState(const Use& first, const Use& second)
         add(Difference::Visibility, first, second, first.visible ? "shown and hidden" : "hidden and shown");
     if (!_options.materials || first.material == second.material)
         return;
-    if (first.material->look != second.material->look)
-        add(Difference::Material, first, second, first.material->look + " and " + second.material->look);
+    const std::string& text = materialDifference(*first.material, *second.material);
+    if (!text.empty())
+        add(Difference::Material, first, second, text);
     else if (_options.names && first.material->name != second.material->name)
         add(Difference::Material, first, second,
             "named '" + first.material->name + "' and '" + second.material->name + "'");
+}
+
+// Each pair of materials is compared once.
+const std::string& Reporter::materialDifference(const MaterialLook& first, const MaterialLook& second)
+{
+    const auto found = _materials.emplace(std::make_pair(&first, &second), std::string());
+    if (found.second)
+        found.first->second = textOf(differencesOf(first, second));
+    return found.first->second;
 }
 
 std::vector<Difference> Reporter::take()

@@ -25,6 +25,10 @@ struct CompareOptions {
     bool normalsMade = false;
     bool uvs = true;
 
+    /// Whether triangles are compared bit for bit. Otherwise by their number, by where the box around them
+    /// is, and by their texture coordinates alone: what has been computed in another order agrees no better.
+    bool exactTriangles = true;
+
     /// The node structure too: names, places and activity of the nodes between root and geometry.
     bool tree = false;
 

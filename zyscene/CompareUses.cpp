@@ -2,9 +2,6 @@
 
 #include "Statistics.h"
 
-#include <OpenSG/OSGBlendChunk.h>
-#include <OpenSG/OSGChunkMaterial.h>
-#include <OpenSG/OSGMaterialChunk.h>
 #include <OpenSG/OSGMaterialGroup.h>
 #include <OpenSG/OSGPrimitiveIterator.h>
 #include <OpenSG/OSGSimpleGeometry.h>
@@ -199,7 +196,8 @@ std::uint64_t DigestBuilder::corner(const IterT& it, int which)
 {
     Corner corner = {{0, 0, 0}, {0, 0, 0}, {0, 0}};
     const osg::Pnt3f position = it.getPosition(which);
-    std::memcpy(corner.position, position.getValues(), sizeof(corner.position));
+    if (_attributes.positions)
+        std::memcpy(corner.position, position.getValues(), sizeof(corner.position));
     if (_attributes.normals) {
         const osg::Vec3f normal = it.getNormal(which);
         std::memcpy(corner.normal, normal.getValues(), sizeof(corner.normal));
@@ -318,117 +316,16 @@ Digest DrawnShape::compute(const Attributes& attributes, Box& box) const
 
 // -- Materials -------------------------------------------------------------------------------------------
 
-namespace
-{
-class LookText
-{
-public:
-    void word(const char* text)
-    {
-        if (!_text.empty())
-            _text += ' ';
-        _text += text;
-    }
-    void value(const char* name, const float* values, int count)
-    {
-        word(name);
-        for (int i = 0; i < count; ++i) {
-            char number[32];
-            const std::to_chars_result end = std::to_chars(number, number + sizeof(number), values[i]);
-            _text += i == 0 ? ' ' : ',';
-            _text.append(number, end.ptr);
-        }
-    }
-    void value(const char* name, float number) { value(name, &number, 1); }
-    void hash(const char* name, std::uint64_t number)
-    {
-        char text[32];
-        const std::to_chars_result end = std::to_chars(text, text + sizeof(text), number, 16);
-        word(name);
-        _text += ' ';
-        _text.append(text, end.ptr);
-    }
-    std::string& text() { return _text; }
-
-private:
-    std::string _text;
-};
-
-// The pixels of a texture chunk's image, and its size.
-void describeImage(LookText& text, const osg::StateChunkPtr& chunk)
-{
-    const osg::Field* const field = chunk->getField("image");
-    const osg::FieldContainerPtr image = field != nullptr ? field->getContainer(0) : osg::FieldContainerPtr();
-    if (image == osg::NullFC)
-        return;
-    std::uint64_t hash = 0;
-    for (const char* name : {"width", "height", "pixelFormat", "pixel"}) {
-        const osg::Field* const part = image->getField(name);
-        if (part != nullptr && part->getBlock() != nullptr) {
-            const std::size_t bytes = std::size_t(part->getSize()) * part->getType().getElementSize();
-            hash = mix(hash, XXH3_64bits(part->getBlock(), bytes));
-        }
-    }
-    text.hash("image", hash);
-}
-
-void describeChunk(LookText& text, const osg::StateChunkPtr& chunk)
-{
-    const osg::MaterialChunkPtr material = osg::MaterialChunkPtr::dcast(chunk);
-    if (material != osg::NullFC) {
-        text.value("diffuse", material->getDiffuse().getValuesRGBA(), 4);
-        text.value("ambient", material->getAmbient().getValuesRGBA(), 4);
-        text.value("specular", material->getSpecular().getValuesRGBA(), 4);
-        text.value("emission", material->getEmission().getValuesRGBA(), 4);
-        text.value("shininess", material->getShininess());
-        text.word(material->getLit() ? "lit" : "unlit");
-        return;
-    }
-    text.word(chunk->getTypeName());
-    if (isKindOf(chunk, "TextureChunk"))
-        describeImage(text, chunk);
-}
-
-MaterialLook describe(const osg::MaterialPtr& material)
-{
-    MaterialLook result;
-    result.name = withoutNumber(legalName(zyMaterials::getName(material)));
-    if (isOneOf(result.name, {"lambert", "phong", "blinn"}))
-        result.name.clear();
-
-    LookText text;
-    std::vector<osg::MaterialPtr> parts;
-    zyMaterials::getRecursiveMaterials(material, parts, true);
-    for (const osg::MaterialPtr& part : parts) {
-        const osg::ChunkMaterialPtr chunks = osg::ChunkMaterialPtr::dcast(part);
-        if (chunks == osg::NullFC) {
-            text.word(part->getTypeName());
-            continue;
-        }
-        osg::StatePtr state = chunks->makeState();
-        osg::addRefCP(state);
-        for (osg::UInt32 i = 0; i < state->getMFChunks()->getSize(); ++i) {
-            const osg::StateChunkPtr chunk = osg::StateChunkPtr::dcast(state->getMFChunks()->getContainer(i));
-            if (chunk != osg::NullFC)
-                describeChunk(text, chunk);
-        }
-        osg::subRefCP(state);
-    }
-    result.look = std::move(text.text());
-    return result;
-}
-} // namespace
-
 const MaterialLook* DrawnScene::lookOf(const osg::MaterialPtr& material)
 {
     const osg::MaterialPtr drawn = material != osg::NullFC ? material : osg::getDefaultMaterial();
     const auto found = _looks.find(drawn.getBaseCPtr());
     if (found != _looks.end())
         return &found->second;
-    const std::string name = legalName(zyMaterials::getName(drawn));
+    const std::string name = legalName(zyMaterials::getName(zyMaterials::getRealMaterial(drawn)));
     _takenNames.insert(name);
     _takenNames.insert(name + "SG");
-    return &_looks.emplace(drawn.getBaseCPtr(), describe(drawn)).first->second;
+    return &_looks.emplace(drawn.getBaseCPtr(), _reader.read(drawn)).first->second;
 }
 
 // -- The scene -------------------------------------------------------------------------------------------
@@ -448,7 +345,8 @@ bool isShownByParent(const osg::NodePtr& parent, osg::UInt32 place)
 Attributes attributesOf(const CompareOptions& options)
 {
     Attributes result;
-    result.normals = options.normals;
+    result.positions = options.exactTriangles;
+    result.normals = options.normals && options.exactTriangles;
     result.uvChannel = options.uvs ? 0 : -1;
     return result;
 }

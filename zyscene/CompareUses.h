@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Compare.h"
+#include "MaterialLook.h"
 
 #include <OpenSG/OSGGeometry.h>
 #include <OpenSG/OSGMaterial.h>
@@ -10,6 +11,7 @@
 #include <deque>
 #include <map>
 #include <string>
+#include <tuple>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -41,14 +43,16 @@ struct Digest {
     bool drawsNothing() const { return triangles == 0 && others == 0; }
 };
 
-/// Which values of a corner go into a digest beside its position.
+/// Which values of a corner go into a digest.
 struct Attributes {
+    bool positions = true;
     bool normals = false;
     int uvChannel = -1; ///< -1: none
 
     bool operator<(const Attributes& other) const
     {
-        return normals != other.normals ? normals < other.normals : uvChannel < other.uvChannel;
+        return std::tie(positions, normals, uvChannel) <
+               std::tie(other.positions, other.normals, other.uvChannel);
     }
 };
 
@@ -84,12 +88,6 @@ private:
     bool _boxKnown = false;
     Box _box; ///< of what is drawn, in object space
     std::map<Attributes, Digest> _digests;
-};
-
-/// How a material looks, as far as that can be told from outside.
-struct MaterialLook {
-    std::string name; ///< legal and without number; "" for one that the modeller gave
-    std::string look; ///< its values, for people
 };
 
 // -- Uses ----------------------------------------------------------------------------------------------
@@ -138,6 +136,7 @@ private:
     std::deque<DrawnShape> _shapes;
     std::unordered_map<const void*, DrawnShape*> _shapesByCore;
     std::unordered_map<const DrawnShape*, std::string> _names;
+    LookReader _reader;
     std::unordered_map<const void*, MaterialLook> _looks;
     std::unordered_set<std::string> _takenNames;
     double _size = 0;

@@ -55,6 +55,13 @@ void Document::finish(ExitCode exit)
         optional("file", issue.file);
         optional("node", issue.node);
         _json.member("message", std::string_view(issue.message));
+        if (!issue.tried.empty()) {
+            _json.key("tried");
+            _json.beginArray(JsonWriter::OneLine);
+            for (const std::string& place : issue.tried)
+                _json.value(std::string_view(place));
+            _json.endArray();
+        }
         _json.endObject();
     }
     _json.endArray();

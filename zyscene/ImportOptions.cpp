@@ -36,6 +36,13 @@ void ImportOptions::addTo(CLI::App& app)
         const ImportSwitch& row = importSwitches[i];
         app.add_flag(row.flag, _switches[i], std::string(row.effect) + " (" + row.word + ")")->group(group);
     }
+    app.add_option("--search", _searchFolders,
+                   "Folder to look into for textures that are not found; may be repeated")
+        ->type_name("DIR")
+        ->take_all()
+        ->expected(1)
+        ->check(CLI::ExistingDirectory)
+        ->group(group);
     app.add_option("--import-option", _raw, "Text for the module, as it is; may be repeated")
         ->type_name("TEXT")
         ->take_all()

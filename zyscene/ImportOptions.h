@@ -46,10 +46,14 @@ public:
     /// says nothing. `unit` is the name as the module reads it: the letters behind the word.
     bool asksForUnknownUnit(std::string& unit) const;
 
+    /// Further folders for textures. They are no matter of the module: see TextureSearch.
+    const std::vector<std::string>& searchFolders() const { return _searchFolders; }
+
 private:
     std::optional<std::string> _units; ///< as given, which may be empty
     std::array<bool, importSwitchCount> _switches{};
     std::vector<std::string> _raw;
+    std::vector<std::string> _searchFolders;
 };
 
 /// "Inch, Foot, ...": the unit names for a message.

@@ -5,6 +5,7 @@
 #include "RunContext.h"
 #include "Statistics.h"
 #include "Text.h"
+#include "WrittenMaterials.h"
 
 #include <OpenSG/OSGComponentTransform.h>
 #include <OpenSG/OSGGeometry.h>
@@ -12,47 +13,107 @@
 #include <OpenSG/OSGMaterialGroup.h>
 #include <OpenSG/OSGSimpleAttachments.h>
 #include <OpenSG/OSGSimpleGeometry.h>
+#include <OpenSG/OSGSurface.h>
 #include <OpenSG/OSGSwitch.h>
 #include <OpenSG/OSGTransform3D.h>
+#include <zyOpenSGUtils/zyMaterials.h>
 #include <zyOpenSGUtils/zyNodeUtils.h>
+#include <zyOpenSGUtils/zyOptimize.h>
 
 #include <algorithm>
 #include <cmath>
+#include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 namespace zyscene
 {
 
 const std::array<LossKind, lossCount> lossKinds = {{
-    {"node-inactive", Issue::Warning, "inactive nodes are not written, nor what is below them"},
-    {"node-coreless", Issue::Warning, "nodes without a core are not written, nor what is below them"},
-    {"light", Issue::Warning, "lights are not written"},
-    {"surface", Issue::Warning, "surfaces are not written"},
-    {"core-unknown", Issue::Warning, "nodes with cores of other kinds are not written"},
-    {"mesh-empty", Issue::Warning, "geometry without triangles becomes an empty transform"},
-    {"points-lines", Issue::Warning, "points and lines are not written"},
-    {"shear", Issue::Warning, "shear and projection of matrices are dropped"},
-    {"transform-refused", Issue::Warning, "values of transforms that are not finite are not written"},
-    {"rotation-orientation", Issue::Warning, "orientations of rotation axes are dropped"},
-    {"rotation-coarse", Issue::Warning, "angles of rotations come back only as exact as w alone tells them"},
-    {"children-moved", Issue::Warning, "the transform of a geometry moves the nodes below it, too"},
-    {"switch-hidden", Issue::Warning,
+    {"node-inactive", Issue::Warning, LossKind::Nodes,
+     "inactive nodes are not written, nor what is below them"},
+    {"node-coreless", Issue::Warning, LossKind::Nodes,
+     "nodes without a core are not written, nor what is below them"},
+    {"light", Issue::Warning, LossKind::Nodes, "lights are not written"},
+    {"surface", Issue::Warning, LossKind::Nodes,
+     "surfaces whose control points are not homogeneous become empty transforms"},
+    {"surface-weights", Issue::Warning, LossKind::Nodes,
+     "weights of surfaces are not written, which changes their shape"},
+    {"surface-material", Issue::Warning, LossKind::Nodes,
+     "materials, transforms and further uses of surfaces are not written as such"},
+    {"core-unknown", Issue::Warning, LossKind::Nodes, "nodes with cores of other kinds are not written"},
+    {"mesh-empty", Issue::Warning, LossKind::Nodes, "geometry without triangles becomes an empty transform"},
+    {"points-lines", Issue::Warning, LossKind::Nodes, "points and lines are not written"},
+    {"shear", Issue::Warning, LossKind::Nodes, "shear and projection of matrices are dropped"},
+    {"transform-refused", Issue::Warning, LossKind::Nodes,
+     "values of transforms that are not finite are not written"},
+    {"rotation-orientation", Issue::Warning, LossKind::Nodes, "orientations of rotation axes are dropped"},
+    {"rotation-coarse", Issue::Warning, LossKind::Nodes,
+     "angles of rotations come back only as exact as w alone tells them"},
+    {"children-moved", Issue::Warning, LossKind::Nodes,
+     "the transform of a geometry moves the nodes below it, too"},
+    {"switch-hidden", Issue::Warning, LossKind::Nodes,
      "switches are hidden as a whole: a child that is not chosen is not written"},
-    {"switch-geometry", Issue::Warning,
+    {"switch-geometry", Issue::Warning, LossKind::Nodes,
      "geometry directly below a switch that does not choose it comes back shown"},
-    {"material", Issue::Warning, "materials are not written"},
-    {"colors", Issue::Warning, "colours of vertices are not written"},
-    {"uv-set", Issue::Warning, "texture coordinates beyond the first are not written"},
-    {"uv-components", Issue::Warning, "of texture coordinates only two components are written"},
-    {"position-w", Issue::Warning, "the fourth component of positions is not written"},
-    {"attachment", Issue::Warning, "attachments are not written"},
-    {"group-kind", Issue::Note, "groups of other kinds become plain ones"},
-    {"switch", Issue::Note, "switches become groups, what they do not show is hidden"},
-    {"core-shared", Issue::Note, "cores of groups and transforms are no longer shared"},
-    {"polygons", Issue::Note, "polygons and strips become separate triangles"},
-    {"normals-made", Issue::Note, "geometry without normals comes back with those of its faces"},
-    {"name-changed", Issue::Note, "in names, what is no letter or digit becomes _"},
-    {"name-missing", Issue::Note, "nodes without a name get one of the modeller's"},
+    {"colors", Issue::Warning, LossKind::Nodes, "colours of vertices are not written"},
+    {"uv-set", Issue::Warning, LossKind::Nodes, "texture coordinates beyond the first are not written"},
+    {"uv-components", Issue::Warning, LossKind::Nodes,
+     "of texture coordinates only two components are written"},
+    {"position-w", Issue::Warning, LossKind::Nodes, "the fourth component of positions is not written"},
+    {"attachment", Issue::Warning, LossKind::Nodes, "attachments are not written"},
+    {"material-group", Issue::Warning, LossKind::Nodes,
+     "materials of groups do not take the place of those of geometry"},
+    {"material-instance", Issue::Warning, LossKind::Nodes,
+     "further uses of a geometry get the material of its first use"},
+    {"material-passes", Issue::Warning, LossKind::Materials,
+     "of materials made of others only the first is written"},
+    {"material-default", Issue::Warning, LossKind::Materials,
+     "materials without colours of their own get the modeller's"},
+    {"material-measured", Issue::Warning, LossKind::Materials,
+     "of measured materials only the analytic values are written"},
+    {"material-refused", Issue::Warning, LossKind::Materials, "colours that are not finite are not written"},
+    {"material-unlit", Issue::Warning, LossKind::Materials, "unlit materials come back lit"},
+    {"material-emission", Issue::Warning, LossKind::Materials, "emission is not written"},
+    {"material-back", Issue::Warning, LossKind::Materials, "colours of back faces are not written"},
+    {"material-blend", Issue::Warning, LossKind::Materials,
+     "blending comes back as what the alpha of colour and texture makes of it"},
+    {"material-chunk", Issue::Warning, LossKind::Materials, "chunks of other classes are not written"},
+    {"texture-further", Issue::Warning, LossKind::Materials, "textures beyond the first are not written"},
+    {"texture-environment", Issue::Warning, LossKind::Materials,
+     "texture environments other than modulate come back as modulate with white"},
+    {"texture-matrix", Issue::Warning, LossKind::Materials,
+     "matrices of texture coordinates are not written"},
+    {"texture-sampling", Issue::Warning, LossKind::Materials,
+     "filters and wrapping of textures are not written"},
+    {"texture-format", Issue::Warning, LossKind::Materials, "images that PNG cannot hold are not written"},
+    {"texture-name-collision", Issue::Warning, LossKind::Materials,
+     "images of one name share the file of the first"},
+    {"texgen-function", Issue::Warning, LossKind::Materials,
+     "textures whose coordinates are generated other than object-linear are not connected"},
+    {"texgen-further", Issue::Warning, LossKind::Materials,
+     "third and fourth coordinates and beacons of texture generators are not written"},
+    {"texgen-bent", Issue::Warning, LossKind::Materials, "the planes of texture generators come back bent"},
+    {"texgen-unplaced", Issue::Warning, LossKind::Materials,
+     "generated texture coordinates come back unplaced: a node has the name of their placement"},
+    {"texgen-moved", Issue::Warning, LossKind::Nodes,
+     "generated texture coordinates come back as those of the world"},
+    {"group-kind", Issue::Note, LossKind::Nodes, "groups of other kinds become plain ones"},
+    {"switch", Issue::Note, LossKind::Nodes, "switches become groups, what they do not show is hidden"},
+    {"core-shared", Issue::Note, LossKind::Nodes, "cores of groups and transforms are no longer shared"},
+    {"polygons", Issue::Note, LossKind::Nodes, "polygons and strips become separate triangles"},
+    {"normals-made", Issue::Note, LossKind::Nodes,
+     "geometry without normals comes back with those of its faces"},
+    {"transform-flushed", Issue::Note, LossKind::Nodes,
+     "with generated texture coordinates, geometry comes back in the world's"},
+    {"name-changed", Issue::Note, LossKind::Nodes, "in names, what is no letter or digit becomes _"},
+    {"name-missing", Issue::Note, LossKind::Nodes, "nodes without a name get one of the modeller's"},
+    {"material-alpha", Issue::Note, LossKind::Materials,
+     "alpha of materials that are not blended is not written"},
+    {"texture-gain", Issue::Note, LossKind::Materials,
+     "diffuse colours of textured materials become the gain of their texture"},
+    {"material-name", Issue::Note, LossKind::Materials,
+     "names of materials are made legal and different from others"},
 }};
 
 // -- What an export does with a node -----------------------------------------------------------------
@@ -63,7 +124,7 @@ constexpr double matrixTolerance =
     1e-5; // of the largest element, as for what comparisons call the same place
 constexpr float rotationTolerance = 1e-5f;
 
-enum class Fate { Dropped, Nothing, Mesh, Transform };
+enum class Fate { Dropped, Nothing, Mesh, Surface, Transform };
 
 // Dropped nodes take along what is below them, for others the nearest object above stands in.
 Fate fateOf(const osg::NodePtr& node)
@@ -71,6 +132,8 @@ Fate fateOf(const osg::NodePtr& node)
     const osg::NodeCorePtr core = node->getCore();
     if (!node->getActive() || core == osg::NullFC)
         return Fate::Dropped;
+    if (osg::SurfacePtr::dcast(core) != osg::NullFC) // a geometry, too
+        return Fate::Surface;
     if (osg::GeometryPtr::dcast(core) != osg::NullFC)
         return Fate::Mesh;
     // Lights are groups, but nothing is made for them.
@@ -218,12 +281,6 @@ bool hasFurtherUVs(const osg::GeometryPtr& geometry)
            hasValues(geometry->getTexCoords7());
 }
 
-bool isDefault(const osg::MaterialPtr& material)
-{
-    return material == osg::NullFC || material == osg::getDefaultMaterial() ||
-           *material == *osg::getDefaultMaterial();
-}
-
 // Whether there are points or lines among the primitives of a geometry, or polygons of other kinds than
 // triangles.
 void lookAtPrimitives(const osg::GeometryPtr& geometry, bool& pointsOrLines, bool& polygons)
@@ -245,6 +302,152 @@ bool makesMesh(const osg::GeometryPtr& geometry)
     return positions != osg::NullFC && positions->getSize() > 2 && countPrimitives(geometry).triangles != 0;
 }
 
+// The materials of groups above a node. Drawn is the nearest one that there is, in place of a geometry's own;
+// an export takes the nearest group, whether or not it has one, and only for geometry without.
+struct Groups {
+    osg::MaterialPtr drawn;
+    osg::MaterialPtr written;
+
+    void enter(const osg::NodePtr& node)
+    {
+        const osg::MaterialGroupPtr group = osg::MaterialGroupPtr::dcast(node->getCore());
+        if (group == osg::NullFC)
+            return;
+        written = group->getMaterial();
+        if (written != osg::NullFC)
+            drawn = written;
+    }
+    osg::MaterialPtr drawnOf(const osg::GeometryPtr& geometry) const
+    {
+        const osg::MaterialPtr material = drawn != osg::NullFC ? drawn : geometry->getMaterial();
+        return material != osg::NullFC ? material : osg::getDefaultMaterial();
+    }
+    osg::MaterialPtr writtenOf(const osg::GeometryPtr& geometry) const
+    {
+        const osg::MaterialPtr own = geometry->getMaterial();
+        return WrittenMaterials::resolve(own != osg::NullFC ? own : written);
+    }
+};
+
+// What meshes are written with, by the core of their geometry.
+typedef std::unordered_map<const void*, osg::MaterialPtr> MeshMaterials;
+
+// A use of a geometry that is written.
+struct MeshUse {
+    osg::NodePtr node;
+    osg::MaterialPtr material;
+    std::size_t top; ///< the node that it stands below, among those that become top-level objects
+    bool moved;      ///< from where its coordinates alone would put it
+};
+
+// Calls for each use, depth first. Appends the nodes that become top-level objects.
+template <class VisitT>
+void forEachMeshUse(const osg::NodePtr& root, const MeshMaterials& materials, std::vector<osg::NodePtr>& tops,
+                    VisitT visit)
+{
+    struct Open {
+        osg::NodePtr node;
+        WorldMatrix world; ///< of its parent
+        bool isTop;        ///< if it becomes an object
+    };
+    const auto isMoving = [](const WorldMatrix& world) {
+        return !world.equals(WorldMatrix::identity(), 1e-6);
+    };
+    std::vector<Open> open;
+    if (root != osg::NullFC)
+        open.push_back({root, WorldMatrix(), true});
+    while (!open.empty()) {
+        Open next = open.back();
+        open.pop_back();
+        const Fate fate = fateOf(next.node);
+        if (fate == Fate::Dropped)
+            continue;
+        if (next.isTop && fate != Fate::Nothing) {
+            tops.push_back(next.node);
+            next.isTop = false;
+        }
+        const osg::NodeCorePtr core = next.node->getCore();
+        next.world.mult(WorldMatrix(matrixOf(core)));
+        const auto material = materials.find(core.getBaseCPtr());
+        if (material != materials.end()) {
+            const osg::Transform3DPtr own = osg::GeometryPtr::dcast(core)->getTransform();
+            WorldMatrix world = next.world;
+            if (own != osg::NullFC)
+                world.mult(WorldMatrix(own->getMatrix()));
+            visit(MeshUse{next.node, material->second, tops.size() - 1, isMoving(world)});
+        }
+        for (osg::UInt32 i = next.node->getNChildren(); i > 0; --i)
+            open.push_back({next.node->getChild(i - 1), next.world, next.isTop});
+    }
+}
+
+// Placements are called by number, the next one that is free at that time. An import finds them by name:
+// those whose name a later node has as well are found by none.
+void findUnplaced(const osg::NodePtr& root, const MeshMaterials& meshes, WrittenMaterials& materials)
+{
+    const bool any = std::any_of(materials.all().begin(), materials.all().end(),
+                                 [](const WrittenMaterial& material) { return material.projected; });
+    std::unordered_set<std::string> names;
+    std::unordered_set<const void*> met;
+    std::vector<std::pair<std::string, osg::MaterialPtr>> placements;
+    unsigned int number = 1;
+    std::vector<osg::NodePtr> open;
+    if (root != osg::NullFC && any)
+        open.push_back(root);
+    while (!open.empty()) {
+        const osg::NodePtr node = open.back();
+        open.pop_back();
+        const Fate fate = fateOf(node);
+        if (fate == Fate::Dropped)
+            continue;
+        if (fate != Fate::Nothing)
+            names.insert(legalName(zyNodeUtils::getName(node)));
+        const auto mesh = meshes.find(node->getCore().getBaseCPtr());
+        if (mesh != meshes.end() && materials.of(mesh->second).projected &&
+            met.insert(mesh->second.getBaseCPtr()).second) {
+            std::string name;
+            do {
+                name = "place3dTextureZYRA" + std::to_string(number++);
+            } while (names.count(name) != 0);
+            placements.emplace_back(name, mesh->second);
+        }
+        for (osg::UInt32 i = node->getNChildren(); i > 0; --i)
+            open.push_back(node->getChild(i - 1));
+    }
+    for (const auto& placement : placements) {
+        if (names.count(placement.first) != 0)
+            materials.unplace(placement.second);
+    }
+}
+
+// The top-level objects whose transformations an import pushes into the geometry: those with a projection,
+// and all of them when one material projects in several.
+std::vector<bool> flushedTops(const osg::NodePtr& root, const MeshMaterials& meshes,
+                              const WrittenMaterials& materials, std::vector<osg::NodePtr>& tops)
+{
+    constexpr std::size_t several = static_cast<std::size_t>(-1);
+    std::unordered_map<const void*, std::size_t> topsOf;
+    const bool any = std::any_of(materials.all().begin(), materials.all().end(),
+                                 [](const WrittenMaterial& material) { return material.projected; });
+    if (!any)
+        return {};
+    forEachMeshUse(root, meshes, tops, [&](const MeshUse& use) {
+        if (!materials.of(use.material).projected)
+            return;
+        std::size_t& top = topsOf.emplace(use.material.getBaseCPtr(), use.top).first->second;
+        if (top != use.top)
+            top = several;
+    });
+    std::vector<bool> flushed(tops.size(), false);
+    for (const auto& entry : topsOf) {
+        if (entry.second == several)
+            flushed.assign(tops.size(), true);
+        else
+            flushed[entry.second] = true;
+    }
+    return flushed;
+}
+
 // -- Report ------------------------------------------------------------------------------------------
 
 class Walk
@@ -262,33 +465,42 @@ private:
         bool dropped;  ///< a node above is: it counts there
         Loss with;     ///< as what
         bool unchosen; ///< by the switch right above it
+        Groups groups;
     };
 
-    void note(Loss loss, const osg::NodePtr& node);
-    void lookAt(const osg::NodePtr& node, Fate fate, bool unchosen);
+    void note(Loss loss, const osg::NodePtr& node) { note(loss, zyNodeUtils::getName(node)); }
+    void note(Loss loss, const std::string& name);
+    void lookAt(const Open& open, Fate fate);
     void lookAtName(const osg::NodePtr& node);
     void lookAtAttachments(const osg::NodePtr& node);
+    void lookAtSurface(const osg::NodePtr& node);
     void lookAtTransform(const osg::NodePtr& node);
     void lookAtComponents(const osg::NodePtr& node, const osg::Transform3DPtr& components);
-    void lookAtGeometry(const osg::NodePtr& node, bool unchosen);
+    void lookAtGeometry(const Open& open);
     void lookAtMesh(const osg::NodePtr& node, const osg::GeometryPtr& geometry);
+    void lookAtUse(const Open& open, const osg::GeometryPtr& geometry, bool first);
+    void lookAtMaterials();
+    void lookAtProjections(const osg::NodePtr& root);
 
     Entries& _entries;
     std::unordered_set<const void*> _cores;
+    MeshMaterials _meshes;                     ///< resolved
+    std::unordered_set<const void*> _wrappers; ///< materials made of others that have been looked at
+    WrittenMaterials _materials;
 };
 
-void Walk::note(Loss loss, const osg::NodePtr& node)
+void Walk::note(Loss loss, const std::string& name)
 {
     LossReport::Entry& entry = _entries[static_cast<std::size_t>(loss)];
     ++entry.count;
-    entry.nodes.push_back(zyNodeUtils::getName(node));
+    entry.names.push_back(name);
 }
 
 void Walk::run(const osg::NodePtr& root)
 {
     std::vector<Open> open;
     if (root != osg::NullFC)
-        open.push_back({root, false, Loss::Inactive, false});
+        open.push_back({root, false, Loss::Inactive, false, Groups()});
     while (!open.empty()) {
         Open next = open.back();
         open.pop_back();
@@ -301,30 +513,34 @@ void Walk::run(const osg::NodePtr& root)
                 next.with = next.node->getActive() ? Loss::Coreless : Loss::Inactive;
                 note(next.with, next.node);
             } else {
-                lookAt(next.node, fate, next.unchosen);
+                lookAt(next, fate);
+                next.groups.enter(next.node);
             }
         }
         const bool chooses = !next.dropped && isSwitch(next.node) && !hidesItself(next.node);
         for (osg::UInt32 i = next.node->getNChildren(); i > 0; --i)
             open.push_back({next.node->getChild(i - 1), next.dropped, next.with,
-                            chooses && !isShownByParent(next.node, i - 1)});
+                            chooses && !isShownByParent(next.node, i - 1), next.groups});
     }
+    findUnplaced(root, _meshes, _materials);
+    lookAtMaterials();
+    lookAtProjections(root);
 }
 
-void Walk::lookAt(const osg::NodePtr& node, Fate fate, bool unchosen)
+void Walk::lookAt(const Open& open, Fate fate)
 {
+    const osg::NodePtr& node = open.node;
     lookAtAttachments(node);
     if (fate == Fate::Nothing) {
         const osg::NodeCorePtr core = node->getCore();
-        note(isKindOf(core, "Surface")                   ? Loss::Surface
-             : osg::LightPtr::dcast(core) != osg::NullFC ? Loss::Light
-                                                         : Loss::UnknownCore,
-             node);
+        note(osg::LightPtr::dcast(core) != osg::NullFC ? Loss::Light : Loss::UnknownCore, node);
         return;
     }
     lookAtName(node);
     if (fate == Fate::Mesh)
-        lookAtGeometry(node, unchosen);
+        lookAtGeometry(open);
+    else if (fate == Fate::Surface)
+        lookAtSurface(node);
     else
         lookAtTransform(node);
 }
@@ -348,6 +564,26 @@ void Walk::lookAtAttachments(const osg::NodePtr& node)
     }
 }
 
+void Walk::lookAtSurface(const osg::NodePtr& node)
+{
+    const osg::SurfacePtr surface = osg::SurfacePtr::dcast(node->getCore());
+    const osg::GeoPositions4fPtr points = osg::GeoPositions4fPtr::dcast(surface->getControlPoints());
+    if (points == osg::NullFC) {
+        note(Loss::Surface, node);
+        return;
+    }
+    const auto& values = points->getField();
+    if (std::any_of(values.begin(), values.end(), [](const osg::Pnt4f& point) { return point[3] != 1; }))
+        note(Loss::SurfaceWeights, node);
+    const osg::MaterialPtr material = surface->getMaterial();
+    const bool plain = material == osg::NullFC || *material == *osg::getDefaultMaterial();
+    const bool first = _cores.insert(surface.getBaseCPtr()).second;
+    const osg::Transform3DPtr& own = surface->getTransform();
+    const bool moved = own != osg::NullFC && own->getMatrix() != osg::Matrix::identity();
+    if (!plain || moved || !first)
+        note(Loss::SurfaceMaterial, node);
+}
+
 void Walk::lookAtTransform(const osg::NodePtr& node)
 {
     const osg::NodeCorePtr core = node->getCore();
@@ -366,9 +602,6 @@ void Walk::lookAtTransform(const osg::NodePtr& node)
             note(Loss::SwitchHidden, node);
     } else if (core->getTypeId() != osg::Group::getClassTypeId()) {
         note(Loss::Group, node);
-        const osg::MaterialGroupPtr materials = osg::MaterialGroupPtr::dcast(core);
-        if (materials != osg::NullFC && !isDefault(materials->getMaterial()))
-            note(Loss::Material, node);
     }
     if (!_cores.insert(core.getBaseCPtr()).second)
         note(Loss::SharedCore, node);
@@ -384,20 +617,69 @@ void Walk::lookAtComponents(const osg::NodePtr& node, const osg::Transform3DPtr&
         note(Loss::Coarse, node);
 }
 
-void Walk::lookAtGeometry(const osg::NodePtr& node, bool unchosen)
+void Walk::lookAtGeometry(const Open& open)
 {
+    const osg::NodePtr& node = open.node;
     const osg::GeometryPtr geometry = osg::GeometryPtr::dcast(node->getCore());
     const osg::Transform3DPtr& own = geometry->getTransform();
     if (movesChildren(node))
         note(Loss::ChildrenMoved, node);
-    if (!_cores.insert(geometry.getBaseCPtr()).second)
+    if (!_cores.insert(geometry.getBaseCPtr()).second) {
+        lookAtUse(open, geometry, false);
         return; // an instance
+    }
 
     if (own != osg::NullFC)
         lookAtComponents(node, own);
-    if (unchosen && makesMesh(geometry))
+    if (!makesMesh(geometry)) {
+        lookAtMesh(node, geometry);
+        return;
+    }
+    if (open.unchosen)
         note(Loss::SwitchGeometry, node);
     lookAtMesh(node, geometry);
+    const osg::MaterialPtr material = open.groups.writtenOf(geometry);
+    _meshes.emplace(geometry.getBaseCPtr(), material);
+    _materials.add(material);
+    lookAtUse(open, geometry, true);
+}
+
+// Whether what is drawn is what is written: of a further use, the material of the first one.
+void Walk::lookAtUse(const Open& open, const osg::GeometryPtr& geometry, bool first)
+{
+    const auto mesh = _meshes.find(geometry.getBaseCPtr());
+    const osg::MaterialPtr drawn = open.groups.drawnOf(geometry);
+    if (mesh == _meshes.end() || drawn == mesh->second)
+        return;
+    const bool isWrapper = WrittenMaterials::resolve(drawn) == mesh->second;
+    if (isWrapper && !_wrappers.insert(drawn.getBaseCPtr()).second)
+        return;
+    const MaterialLook& look = _materials.lookOf(drawn);
+    const MaterialLook& written = _materials.lookOf(mesh->second);
+    const bool differs = !differencesOf(look, written).empty();
+    if (isWrapper) {
+        const std::string name = zyMaterials::getName(drawn);
+        if (differs)
+            note(Loss::MaterialPasses, name.empty() ? zyMaterials::getName(mesh->second) : name);
+        else if (look.name != written.name)
+            note(Loss::MaterialRenamed, name);
+    } else if (differs || look.name != written.name) {
+        note(first ? Loss::MaterialGroup : Loss::MaterialInstance, open.node);
+    }
+}
+
+void Walk::lookAtMaterials()
+{
+    _materials.finish();
+    for (const WrittenMaterial& material : _materials.all()) {
+        for (std::size_t i = 0; i < lossCount; ++i) {
+            if (!material.losses[i])
+                continue;
+            note(static_cast<Loss>(i), zyMaterials::getName(material.source));
+            if (static_cast<Loss>(i) == Loss::ImageName)
+                _entries[i].details.push_back(material.imageOwner);
+        }
+    }
 }
 
 void Walk::lookAtMesh(const osg::NodePtr& node, const osg::GeometryPtr& geometry)
@@ -415,8 +697,6 @@ void Walk::lookAtMesh(const osg::NodePtr& node, const osg::GeometryPtr& geometry
 
     if (polygons)
         note(Loss::Polygons, node);
-    if (!isDefault(geometry->getMaterial()))
-        note(Loss::Material, node);
     if (hasValues(geometry->getColors()) || hasValues(geometry->getSecondaryColors()))
         note(Loss::Colors, node);
     if (hasFurtherUVs(geometry))
@@ -429,15 +709,30 @@ void Walk::lookAtMesh(const osg::NodePtr& node, const osg::GeometryPtr& geometry
         note(Loss::NormalsMade, node);
 }
 
-std::string someOf(const std::vector<std::string>& nodes)
+void Walk::lookAtProjections(const osg::NodePtr& root)
+{
+    std::vector<osg::NodePtr> tops;
+    const std::vector<bool> flushed = flushedTops(root, _meshes, _materials, tops);
+    if (flushed.empty())
+        return;
+    tops.clear();
+    forEachMeshUse(root, _meshes, tops, [&](const MeshUse& use) {
+        if (flushed[use.top] && use.moved)
+            note(_materials.of(use.material).projected ? Loss::TexGenMoved : Loss::Flushed, use.node);
+    });
+}
+
+std::string someOf(const LossReport::Entry& entry)
 {
     constexpr std::size_t shown = 3;
     std::string text;
-    for (std::size_t i = 0; i < std::min(shown, nodes.size()); ++i) {
+    for (std::size_t i = 0; i < std::min(shown, entry.names.size()); ++i) {
         text += i == 0 ? "" : ", ";
-        text += nodes[i].empty() ? "(unnamed)" : "'" + nodes[i] + "'";
+        text += entry.names[i].empty() ? "(unnamed)" : "'" + entry.names[i] + "'";
+        if (i < entry.details.size())
+            text += " has " + entry.details[i];
     }
-    return nodes.size() > shown ? text + ", ..." : text;
+    return entry.names.size() > shown ? text + ", ..." : text;
 }
 } // namespace
 
@@ -453,9 +748,11 @@ void LossReport::report(RunContext& context, const std::string& file) const
         const Entry& entry = _entries[i];
         if (entry.count == 0)
             continue;
-        context.report(
-            {kind.code, kind.severity, file, entry.nodes.size() == 1 ? entry.nodes[0] : std::string(),
-             std::string(kind.what) + ": " + plural(entry.count, "node") + " (" + someOf(entry.nodes) + ")"});
+        const bool ofNodes = kind.subject == LossKind::Nodes;
+        context.report({kind.code, kind.severity, file,
+                        ofNodes && entry.names.size() == 1 ? entry.names[0] : std::string(),
+                        std::string(kind.what) + ": " + plural(entry.count, ofNodes ? "node" : "material") +
+                            " (" + someOf(entry) + ")"});
     }
 }
 
@@ -471,10 +768,10 @@ void LossReport::write(JsonWriter& json) const
         json.member("severity", nameOf(lossKinds[i].severity));
         json.member("what", lossKinds[i].what);
         json.member("count", entry.count);
-        json.key("nodes");
+        json.key(lossKinds[i].subject == LossKind::Nodes ? "nodes" : "materials");
         json.beginArray(JsonWriter::OneLine);
-        for (const std::string& node : entry.nodes)
-            json.value(std::string_view(node));
+        for (const std::string& name : entry.names)
+            json.value(std::string_view(name));
         json.endArray();
         json.endObject();
     }
@@ -588,6 +885,78 @@ void showToo(const osg::NodePtr& node, const Nodes& shown)
     }
     replaceCore(node, osg::Group::create());
 }
+
+// Gives each geometry the material that comes back, and takes away those of groups.
+class MaterialChange
+{
+public:
+    explicit MaterialChange(const osg::NodePtr& root);
+
+    /// As an import does where textures are projected.
+    void flush(const osg::NodePtr& root);
+
+private:
+    void look(const osg::NodePtr& node, const Groups& groups);
+
+    WrittenMaterials _materials;
+    MeshMaterials _meshes;
+    std::vector<osg::GeometryPtr> _geometries; ///< of the meshes
+    std::vector<osg::NodePtr> _groups;
+};
+
+MaterialChange::MaterialChange(const osg::NodePtr& root)
+{
+    struct Open {
+        osg::NodePtr node;
+        Groups groups;
+    };
+    std::vector<Open> open;
+    if (root != osg::NullFC)
+        open.push_back({root, Groups()});
+    while (!open.empty()) {
+        Open next = open.back();
+        open.pop_back();
+        if (fateOf(next.node) == Fate::Dropped)
+            continue;
+        next.groups.enter(next.node);
+        look(next.node, next.groups);
+        for (osg::UInt32 i = next.node->getNChildren(); i > 0; --i)
+            open.push_back({next.node->getChild(i - 1), next.groups});
+    }
+
+    findUnplaced(root, _meshes, _materials);
+    _materials.finish();
+    for (const osg::GeometryPtr& geometry : _geometries) {
+        const osg::CPEditor edit(geometry, osg::Geometry::MaterialFieldMask);
+        geometry->setMaterial(_materials.make(_meshes.at(geometry.getBaseCPtr())));
+    }
+    for (const osg::NodePtr& group : _groups)
+        replaceCore(group, osg::Group::create());
+}
+
+// The first use of a core in depth-first order is the one that is written with its shape.
+void MaterialChange::look(const osg::NodePtr& node, const Groups& groups)
+{
+    if (osg::MaterialGroupPtr::dcast(node->getCore()) != osg::NullFC)
+        _groups.push_back(node);
+    const osg::GeometryPtr geometry = osg::GeometryPtr::dcast(node->getCore());
+    if (geometry == osg::NullFC || _meshes.count(geometry.getBaseCPtr()) != 0 || !makesMesh(geometry))
+        return;
+    const osg::MaterialPtr material = groups.writtenOf(geometry);
+    _geometries.push_back(geometry);
+    _meshes.emplace(geometry.getBaseCPtr(), material);
+    _materials.add(material);
+}
+
+void MaterialChange::flush(const osg::NodePtr& root)
+{
+    std::vector<osg::NodePtr> tops;
+    const std::vector<bool> flushed = flushedTops(root, _meshes, _materials, tops);
+    for (std::size_t i = 0; i < flushed.size(); ++i) {
+        if (flushed[i])
+            zyOptimize::flushTransformations(tops[i]);
+    }
+}
 } // namespace
 
 void applyLosses(const osg::NodePtr& root)
@@ -600,6 +969,7 @@ void applyLosses(const osg::NodePtr& root)
     std::unordered_set<const void*> cores;
     std::vector<osg::NodePtr> switches;
     Nodes shown;
+    MaterialChange materials(root);
     if (root != osg::NullFC)
         open.push_back({root, false});
     while (!open.empty()) {
@@ -622,6 +992,7 @@ void applyLosses(const osg::NodePtr& root)
             }
             parent = applyToGeometry(node);
             break;
+        case Fate::Surface: // its triangles are none that comparisons look at
         case Fate::Nothing:
             break;
         }
@@ -633,6 +1004,12 @@ void applyLosses(const osg::NodePtr& root)
         if (isSwitch(node)) // each once
             showToo(node, shown);
     }
+    materials.flush(root);
+}
+
+void applyMaterialLosses(const osg::NodePtr& root)
+{
+    MaterialChange change(root);
 }
 
 } // namespace zyscene

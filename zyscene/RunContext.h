@@ -20,6 +20,7 @@ struct Issue {
     std::string file; ///< as displayName() gives it; empty: of no particular file
     std::string node; ///< empty: of no particular node
     std::string message;
+    std::vector<std::string> tried = {}; ///< where a file was looked for, in order
 };
 
 /// "note", "warning", "error"

@@ -3,6 +3,7 @@
 #include "ImportOptions.h"
 #include "RunContext.h"
 #include "Text.h"
+#include "TextureSearch.h"
 
 #include <OpenSG/OSGSceneFileHandler.h>
 #include <kelda/KFileIO.h>
@@ -10,7 +11,9 @@
 #include <kelda/KStatus.h>
 #include <zyKeldaLoader.h>
 #include <zyOpenSGUtils/zyNodeUtils.h>
+#include <zyUtils/zyFile.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -25,6 +28,17 @@ Scene::~Scene()
 {
     if (_root != osg::NullFC)
         osg::subRefCP(_root);
+}
+
+std::string Scene::nameOf(const osg::ImagePtr& image) const
+{
+    const std::string name = image->getName();
+    const std::string unix = zyFile::convertToUnixSeparators(name);
+    const std::string directory = _directory + "/";
+    if (unix.compare(0, directory.size(), directory) == 0)
+        return unix.substr(directory.size());
+    const bool isAbsolute = !unix.empty() && (unix[0] == '/' || unix.compare(1, 2, ":/") == 0);
+    return isAbsolute ? zyFile::getFileName(name) : name;
 }
 
 // -- Who reads what ----------------------------------------------------------------------------------
@@ -47,7 +61,7 @@ bool startModeller()
 } // namespace
 
 SceneReader::SceneReader(RunContext& context, const ImportOptions& options)
-    : _context(context), _options(options.text())
+    : _context(context), _options(options.text()), _searchFolders(options.searchFolders())
 {
     std::string unit;
     if (options.asksForUnknownUnit(unit)) {
@@ -148,8 +162,8 @@ bool skippedNode(const std::string& text, std::string& node)
     return false;
 }
 
-// A line of the scene graph's log without the level in front; false for lines of other origin or lesser
-// levels.
+} // namespace
+
 bool graphComplaint(const Message& message, std::string& text)
 {
     for (const char* label : {"WARNING:", "FATAL:"}) {
@@ -162,7 +176,6 @@ bool graphComplaint(const Message& message, std::string& text)
     }
     return false;
 }
-} // namespace
 
 std::string reasonOf(const std::vector<Message>& messages, const Message*& used)
 {
@@ -243,16 +256,68 @@ bool SceneReader::isThere(const std::string& file)
     return true;
 }
 
-// Takes a message into the scene's record, with paths of the scene's directory made relative.
-void SceneReader::take(Scene& scene, Message message, const std::string& shown, const std::string& directory)
+namespace
 {
-    stripDirectory(message.text, directory);
+bool isAboutTexture(const Message& message, std::string& texture)
+{
+    const std::string before = "Error reading texture image '";
+    const std::string after = "'!";
+    const std::string& text = message.text;
+    if (message.channel != Message::LogError || text.size() < before.size() + after.size() ||
+        text.compare(0, before.size(), before) != 0)
+        return false;
+    texture = text.substr(before.size(), text.size() - before.size() - after.size());
+    return true;
+}
+
+// Why an image cannot be read, from the last complaint of the scene graph: it names the file in front.
+std::string reasonOfImage(const std::vector<Message>& said)
+{
+    std::string reason;
+    for (auto message = said.rbegin(); message != said.rend(); ++message) {
+        if (!graphComplaint(*message, reason))
+            continue;
+        const std::string::size_type name = reason.find("\": ");
+        return name == std::string::npos ? reason : reason.substr(name + 3);
+    }
+    return "no reason was given";
+}
+} // namespace
+
+// Takes a message into the scene's record, with paths of the scene's directory made relative.
+void SceneReader::take(Scene& scene, Message message, const std::string& shown, const TextureSearch& search,
+                       std::vector<Issue>& issues)
+{
+    stripDirectory(message.text, scene._directory);
     _context.console.note(lineOf(message));
 
-    std::string node;
-    if (message.channel == Message::LogError && skippedNode(message.text, node))
-        _context.keep({"node-skipped", Issue::Warning, shown, node, message.text});
+    std::string name;
+    if (message.channel == Message::LogError && skippedNode(message.text, name))
+        _context.keep({"node-skipped", Issue::Warning, shown, name, message.text});
+    if (isAboutTexture(message, name)) {
+        message.told = true;
+        const std::string text = "texture '" + name + "' cannot be read: " + reasonOfImage(scene.messages());
+        const auto isSame = [&text](const Issue& issue) { return issue.message == text; };
+        if (!search.lastIsMissing() && std::none_of(issues.begin(), issues.end(), isSame))
+            issues.push_back({"texture-unreadable", Issue::Warning, shown, "", text});
+    }
     scene.add(std::move(message));
+}
+
+void SceneReader::reportTextures(const TextureSearch& search, const std::string& shown)
+{
+    for (const TextureSearch::Relinked& texture : search.relinked()) {
+        _context.report(
+            {"texture-relinked", Issue::Note, shown, "",
+             "texture '" + texture.name + "' was found in '" + displayName(texture.folder) + "'"});
+    }
+    for (const TextureSearch::Missing& texture : search.missing()) {
+        std::string places;
+        for (const std::string& place : texture.tried)
+            places += (places.empty() ? "'" : ", '") + place + "'";
+        _context.report({"texture-missing", Issue::Warning, shown, "",
+                         "texture '" + texture.name + "' was not found; tried " + places, texture.tried});
+    }
 }
 
 bool SceneReader::read(const std::string& file, Scene& scene)
@@ -263,22 +328,23 @@ bool SceneReader::read(const std::string& file, Scene& scene)
     const std::string shown = displayName(file);
     // Absolute: relative names with a colon or a dollar sign mean something to the handler's search.
     const std::filesystem::path path = std::filesystem::absolute(file).lexically_normal();
-    std::vector<Issue> repairs;
+    scene._directory = path.parent_path().string();
+    std::vector<Issue> issues;
     osg::NodePtr root;
+    const TextureSearch search(path.string(), _searchFolders);
     {
         ProgressBar bar(_context.console, "reading " + shown);
-        Capture capture(
-            [&](Message message) { take(scene, std::move(message), shown, path.parent_path().string()); });
+        Capture capture([&](Message message) { take(scene, std::move(message), shown, search, issues); });
         ListenToProgress progress([&](osg::UInt32 percent) {
             scene._progress.add(percent);
             bar.update(percent);
         });
         ObserveRepairs observe([&](const zyNodeUtils::Repair& repair) {
             if (repair.primitives != 0) {
-                repairs.push_back({"primitives-dropped", Issue::Warning, shown, repair.nodeName,
-                                   "node '" + repair.nodeName +
-                                       "': " + plural(repair.primitives, "primitive") + " (" +
-                                       plural(repair.triangles, "triangle") + ") dropped: " + repair.what});
+                issues.push_back({"primitives-dropped", Issue::Warning, shown, repair.nodeName,
+                                  "node '" + repair.nodeName +
+                                      "': " + plural(repair.primitives, "primitive") + " (" +
+                                      plural(repair.triangles, "triangle") + ") dropped: " + repair.what});
             }
         });
 
@@ -303,10 +369,11 @@ bool SceneReader::read(const std::string& file, Scene& scene)
     }
     for (const Message& message : scene._messages) {
         // With -v all messages have been shown as they came.
-        if (message.error && _context.console.options().verbose == 0)
+        if (message.error && !message.told && _context.console.options().verbose == 0)
             _context.console.line(lineOf(message));
     }
-    for (Issue& issue : repairs)
+    reportTextures(search, shown);
+    for (Issue& issue : issues)
         _context.report(std::move(issue));
     return true;
 }

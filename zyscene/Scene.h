@@ -3,6 +3,7 @@
 #include "Capture.h"
 #include "Progress.h"
 
+#include <OpenSG/OSGImage.h>
 #include <OpenSG/OSGNode.h>
 
 #include <string>
@@ -13,6 +14,8 @@ namespace zyscene
 {
 
 class ImportOptions;
+class TextureSearch;
+struct Issue;
 struct RunContext;
 
 /// What reading a file gave. Owns the scene.
@@ -30,10 +33,15 @@ public:
     void add(Message message) { _messages.push_back(std::move(message)); }
     const ProgressRecord& progress() const { return _progress; }
 
+    /// The name of an image, as results speak of it: relative to the scene's folder, of what lies elsewhere
+    /// the last part only; names that are no paths as they are.
+    std::string nameOf(const osg::ImagePtr& image) const;
+
 private:
     friend class SceneReader;
 
     osg::NodePtr _root;
+    std::string _directory; ///< of the file; absolute
     std::vector<Message> _messages;
     ProgressRecord _progress;
 };
@@ -50,6 +58,10 @@ std::string reasonOf(const std::vector<Message>& messages, const Message*& used)
 /// A reason that begins with the file's name, and says that the file cannot be used, without both: the line
 /// that it becomes part of begins with them. A place in the file stays behind its name.
 std::string withoutFileName(const std::string& reason, const std::string& name);
+
+/// A warning of the scene graph's log, without the level in front; false for lines of other origin or lesser
+/// levels.
+bool graphComplaint(const Message& message, std::string& text);
 
 /// "log.error: ...", made printable.
 std::string lineOf(const Message& message);
@@ -79,10 +91,13 @@ public:
 
 private:
     bool isThere(const std::string& file);
-    void take(Scene& scene, Message message, const std::string& shown, const std::string& directory);
+    void take(Scene& scene, Message message, const std::string& shown, const TextureSearch& search,
+              std::vector<Issue>& issues);
+    void reportTextures(const TextureSearch& search, const std::string& shown);
 
     RunContext& _context;
     std::string _options;
+    std::vector<std::string> _searchFolders;
 };
 
 } // namespace zyscene

@@ -1,9 +1,12 @@
 #include "SceneJson.h"
 
+#include "MaterialLook.h"
 #include "Statistics.h"
+#include "SurfaceInfo.h"
 
 #include <OpenSG/OSGDrawable.h>
 #include <OpenSG/OSGFieldContainerFactory.h>
+#include <OpenSG/OSGImage.h>
 #include <OpenSG/OSGMField.h>
 #include <OpenSG/OSGMaterial.h>
 #include <OpenSG/OSGSField.h>
@@ -171,10 +174,20 @@ private:
     std::unordered_map<const void*, std::uint64_t> _numbers;
 };
 
+std::string hexOf(std::uint64_t number)
+{
+    char text[17];
+    std::snprintf(text, sizeof(text), "%016llx", static_cast<unsigned long long>(number));
+    return text;
+}
+
 class SceneWriter
 {
 public:
-    SceneWriter(JsonWriter& json, bool arrays) : _json(json), _arrays(arrays) {}
+    SceneWriter(JsonWriter& json, const Scene& scene, bool arrays, const TessellationOptions& tessellation)
+        : _json(json), _scene(scene), _arrays(arrays), _tessellation(tessellation)
+    {
+    }
 
     void writeTree(const osg::NodePtr& root);
     void writeMaterials();
@@ -182,17 +195,22 @@ public:
 private:
     void beginNode(const osg::NodePtr& node);
     void writeCore(const osg::NodeCorePtr& core);
+    void writeSurface(const osg::Surface& surface);
     void writeAttachments(const osg::FieldContainerPtr& container, bool withName);
     void writeFields(const osg::FieldContainerPtr& container, osg::UInt32 firstField);
     void writeHandle(const osg::FieldContainerPtr& target);
     void writeProperty(const osg::FieldContainerPtr& property);
+    void writeImage(const osg::ImagePtr& image);
     void writeName(const char* name);
 
     JsonWriter& _json;
+    const Scene& _scene;
     bool _arrays;
+    const TessellationOptions& _tessellation;
     Numbering _cores;
     Numbering _properties;
     std::unordered_map<std::uint64_t, std::uint64_t> _hashes; ///< by number of the property
+    std::unordered_map<const void*, std::uint64_t> _imageHashes;
     Numbering _materialNumbers;
     std::vector<osg::FieldContainerPtr> _materials; ///< in the order of their numbers
 };
@@ -268,7 +286,31 @@ void SceneWriter::writeCore(const osg::NodeCorePtr& core)
             writeFields(drawable->getTransform(), osg::AttachmentContainer::AttachmentsFieldId + 1);
             _json.endObject();
         }
+        const osg::SurfacePtr surface = osg::SurfacePtr::dcast(core);
+        if (surface != osg::NullFC)
+            writeSurface(*surface);
     }
+    _json.endObject();
+}
+
+// What its fields do not tell at a glance.
+void SceneWriter::writeSurface(const osg::Surface& surface)
+{
+    const SurfaceInfo info = describeSurface(surface, _tessellation);
+    _json.key("surface");
+    _json.beginObject(JsonWriter::OneLine);
+    _json.member("pointsU", info.u.points);
+    _json.member("pointsV", info.v.points);
+    _json.member("formU", nameOf(info.u.form));
+    _json.member("formV", nameOf(info.v.form));
+    _json.member("rational", info.rational);
+    _json.member("trimLoops", info.trimLoops);
+    _json.member("triangles", info.triangles);
+    _json.key("problem");
+    if (info.problem.empty())
+        _json.null();
+    else
+        _json.value(std::string_view(info.problem));
     _json.endObject();
 }
 
@@ -354,6 +396,8 @@ void SceneWriter::writeHandle(const osg::FieldContainerPtr& target)
         _json.value(id);
     } else if (std::strncmp(target->getTypeName(), "Geo", 3) == 0 && target->getType().isAttachment()) {
         writeProperty(target);
+    } else if (osg::ImagePtr::dcast(target) != osg::NullFC) {
+        writeImage(osg::ImagePtr::dcast(target));
     } else if (isKindOf(target, "StateChunk")) {
         _json.beginObject();
         _json.member("type", target->getTypeName());
@@ -377,18 +421,30 @@ void SceneWriter::writeProperty(const osg::FieldContainerPtr& property)
         _hashes[id] =
             XXH3_64bits(values.getBlock(), std::size_t(values.getSize()) * values.getType().getElementSize());
     }
-    char hash[17];
-    std::snprintf(hash, sizeof(hash), "%016llx", static_cast<unsigned long long>(_hashes[id]));
 
     _json.beginObject(JsonWriter::OneLine);
     _json.member("id", id);
     _json.member("type", property->getTypeName());
     _json.member("size", std::uint64_t(values.getSize()));
-    _json.member("hash", static_cast<const char*>(hash));
+    _json.member("hash", std::string_view(hexOf(_hashes[id])));
     if (_arrays && first) {
         _json.key("values");
         writeValues(_json, values);
     }
+    _json.endObject();
+}
+
+void SceneWriter::writeImage(const osg::ImagePtr& image)
+{
+    const auto found = _imageHashes.emplace(image.getBaseCPtr(), 0);
+    if (found.second)
+        found.first->second = XXH3_64bits(image->getPixel().data(), image->getPixel().size());
+    _json.beginObject(JsonWriter::OneLine);
+    _json.member("name", std::string_view(_scene.nameOf(image)));
+    _json.member("width", image->getWidth());
+    _json.member("height", image->getHeight());
+    _json.member("pixelFormat", std::string_view(nameOfPixelFormat(image->getPixelFormat())));
+    _json.member("hash", std::string_view(hexOf(found.first->second)));
     _json.endObject();
 }
 
@@ -410,9 +466,9 @@ void SceneWriter::writeMaterials()
     _json.endArray();
 }
 
-void writeStatistics(JsonWriter& json, const osg::NodePtr& root)
+void writeStatistics(JsonWriter& json, const osg::NodePtr& root, const TessellationOptions& tessellation)
 {
-    const Statistics statistics = countScene(root);
+    const Statistics statistics = countScene(root, &tessellation);
     json.key("statistics");
     json.beginObject();
     for (const StatisticsRow& row : statisticsRows)
@@ -426,9 +482,9 @@ void writeStatistics(JsonWriter& json, const osg::NodePtr& root)
 }
 } // namespace
 
-void writeScene(JsonWriter& json, const Scene& scene, bool arrays)
+void writeScene(JsonWriter& json, const Scene& scene, bool arrays, const TessellationOptions& tessellation)
 {
-    SceneWriter writer(json, arrays);
+    SceneWriter writer(json, scene, arrays, tessellation);
     json.key("root");
     if (scene.root() != osg::NullFC)
         writer.writeTree(scene.root());
@@ -436,7 +492,7 @@ void writeScene(JsonWriter& json, const Scene& scene, bool arrays)
         json.null();
     writer.writeMaterials();
     if (scene.root() != osg::NullFC) {
-        writeStatistics(json, scene.root());
+        writeStatistics(json, scene.root(), tessellation);
     } else {
         json.key("statistics");
         json.null();

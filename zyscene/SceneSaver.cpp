@@ -198,8 +198,8 @@ std::string SceneSaver::write(const osg::NodePtr& root, std::vector<Message>& sa
 
 namespace
 {
-// The module's line about what it could not make, and the node in it. Lines before it may lack their end.
-bool skippedPart(const Message& message, std::string& text, std::string& node)
+// The module's line about what it could not make. Lines before it may lack their end.
+bool skippedPart(const Message& message, std::string& text)
 {
     if (message.channel != Message::Stdout)
         return false;
@@ -207,11 +207,21 @@ bool skippedPart(const Message& message, std::string& text, std::string& node)
     if (start == std::string::npos)
         return false;
     text = message.text.substr(start);
+    return true;
+}
+
+bool startsWith(const std::string& text, const std::string& start)
+{
+    return text.compare(0, start.size(), start) == 0;
+}
+
+// The node in such a line; "" where it names none.
+std::string nodeIn(const std::string& text)
+{
     const std::string::size_type open = text.find('\'', 9);
     const std::string::size_type close = text.rfind('\'');
-    node =
-        open != std::string::npos && close > open ? text.substr(open + 1, close - open - 1) : std::string();
-    return true;
+    return open != std::string::npos && close > open ? text.substr(open + 1, close - open - 1)
+                                                     : std::string();
 }
 } // namespace
 
@@ -219,14 +229,25 @@ void SceneSaver::reportSkipped(const std::vector<Message>& said, const LossRepor
 {
     std::unordered_set<std::string> known;
     for (const Loss loss : {Loss::EmptyMesh, Loss::PointsLines})
-        known.insert(losses[loss].nodes.begin(), losses[loss].nodes.end());
+        known.insert(losses[loss].names.begin(), losses[loss].names.end());
 
     std::string text;
-    std::string node;
     for (const Message& message : said) {
-        // What names no node is the unit, of which has been warned.
-        if (skippedPart(message, text, node) && !node.empty() && known.count(node) == 0)
-            _context.report({"node-skipped", Issue::Warning, displayName(_target), node, text});
+        if (skippedPart(message, text)) {
+            // A part of a material is made by a command; of the unit has been warned.
+            const bool ofMaterial = startsWith(text, "Couldn't call '") ||
+                                    startsWith(text, "Couldn't call sets") ||
+                                    startsWith(text, "Couldn't add member");
+            const std::string node = ofMaterial ? std::string() : nodeIn(text);
+            if (ofMaterial)
+                _context.report({"material-skipped", Issue::Warning, displayName(_target), "", text});
+            else if (!node.empty() && known.count(node) == 0)
+                _context.report({"node-skipped", Issue::Warning, displayName(_target), node, text});
+        } else if (losses[Loss::ImageFormat].count == 0 && graphComplaint(message, text) &&
+                   startsWith(text, "ImageFileHandler: could not write ")) {
+            _context.report({"texture-not-written", Issue::Warning, displayName(_target), "",
+                             "texture " + text.substr(text.find('"')) + ": it is not written"});
+        }
     }
 }
 

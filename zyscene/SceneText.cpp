@@ -1,14 +1,18 @@
 #include "SceneText.h"
 
 #include "Console.h"
+#include "MaterialLook.h"
 #include "Scene.h"
 #include "Statistics.h"
+#include "SurfaceInfo.h"
 #include "Text.h"
 
+#include <OpenSG/OSGChunkMaterial.h>
 #include <OpenSG/OSGGeometry.h>
 #include <OpenSG/OSGMatrix.h>
 #include <OpenSG/OSGSimpleAttachments.h>
 #include <OpenSG/OSGSwitch.h>
+#include <OpenSG/OSGTextureChunk.h>
 #include <OpenSG/OSGTransform.h>
 #include <zyOpenSGUtils/zyMaterials.h>
 
@@ -17,6 +21,7 @@
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace zyscene
@@ -37,7 +42,10 @@ std::string shortest(float number)
 class TreeText
 {
 public:
-    explicit TreeText(Console& console) : _out(console.out()), _colors(console.colorsOut()) {}
+    TreeText(Console& console, const TessellationOptions& tessellation)
+        : _out(console.out()), _colors(console.colorsOut()), _tessellation(tessellation)
+    {
+    }
 
     void write(const osg::NodePtr& root);
 
@@ -47,6 +55,7 @@ private:
 
     Output& _out;
     bool _colors;
+    const TessellationOptions& _tessellation;
     std::unordered_map<const void*, std::size_t> _cores; ///< numbers in order of first visit
 };
 
@@ -121,8 +130,13 @@ std::string TreeText::describe(const osg::NodeCorePtr& core)
     } else if (choice != osg::NullFC) {
         text += "  choice " + std::to_string(choice->getChoice());
     } else if (geometry != osg::NullFC) {
-        const PrimitiveCount count = countPrimitives(core);
-        text += "  " + plural(count.primitives, "primitive") + ", " + plural(count.triangles, "triangle");
+        const osg::SurfacePtr surface = osg::SurfacePtr::dcast(core);
+        if (surface != osg::NullFC) {
+            text += "  " + describeSurface(*surface, _tessellation).text();
+        } else {
+            const PrimitiveCount count = countPrimitives(core);
+            text += "  " + plural(count.primitives, "primitive") + ", " + plural(count.triangles, "triangle");
+        }
         if (geometry->getMaterial() != osg::NullFC) {
             const std::string material = zyMaterials::getName(geometry->getMaterial());
             text += "  material ";
@@ -141,18 +155,38 @@ void writeCount(Output& out, const char* name, std::uint64_t count)
     line += std::to_string(count) + "\n";
     out.write(line);
 }
+
+// One line for each image, in the order of materials.
+void writeTextures(Output& out, const Scene& scene)
+{
+    std::unordered_set<const void*> seen;
+    for (const osg::MaterialPtr& material : materialsOf(scene.root())) {
+        const osg::ChunkMaterialPtr chunks = osg::ChunkMaterialPtr::dcast(material);
+        for (osg::UInt32 i = 0; chunks != osg::NullFC && i < chunks->getMFChunks()->getSize(); ++i) {
+            const osg::TextureChunkPtr chunk = osg::TextureChunkPtr::dcast(chunks->getChunks(i));
+            const osg::ImagePtr image = chunk != osg::NullFC ? chunk->getImage() : osg::ImagePtr();
+            if (image == osg::NullFC || !seen.insert(image.getBaseCPtr()).second)
+                continue;
+            const std::string name = scene.nameOf(image);
+            out.write("  texture           " + (name.empty() ? "(unnamed)" : printable(name)) + ", " +
+                      std::to_string(image->getWidth()) + " x " + std::to_string(image->getHeight()) + " " +
+                      nameOfPixelFormat(image->getPixelFormat()) + "\n");
+        }
+    }
+}
 } // namespace
 
-void writeSceneText(Console& console, const Scene& scene, bool tree)
+void writeSceneText(Console& console, const Scene& scene, bool tree, const TessellationOptions& tessellation)
 {
     if (tree)
-        TreeText(console).write(scene.root());
+        TreeText(console, tessellation).write(scene.root());
 
-    const Statistics statistics = countScene(scene.root());
+    const Statistics statistics = countScene(scene.root(), &tessellation);
     for (const StatisticsRow& row : statisticsRows)
         writeCount(console.out(), row.name, statistics.*row.count);
     writeCount(console.out(), "drawn primitives", statistics.drawnPrimitives);
     writeCount(console.out(), "drawn triangles", statistics.drawnTriangles);
+    writeTextures(console.out(), scene);
 }
 
 } // namespace zyscene

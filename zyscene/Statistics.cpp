@@ -158,10 +158,29 @@ void countTextures(const osg::MaterialPtr& material, std::unordered_set<const vo
 }
 } // namespace
 
-Statistics countScene(const osg::NodePtr& root)
+std::vector<osg::MaterialPtr> materialsOf(const osg::NodePtr& root)
+{
+    std::vector<osg::MaterialPtr> materials;
+    zyMaterials::getMaterials(root, materials);
+    std::unordered_set<const void*> seen;
+    for (const osg::MaterialPtr& material : materials)
+        seen.insert(material.getBaseCPtr());
+    // Those that a material is made of join the list while it is gone through.
+    for (std::size_t i = 0; i < materials.size(); ++i) {
+        const osg::Field* const inner = materials[i]->getField("materials");
+        for (osg::UInt32 k = 0; inner != nullptr && k < inner->getContainerCount(); ++k) {
+            const osg::MaterialPtr part = osg::MaterialPtr::dcast(inner->getContainer(k));
+            if (part != osg::NullFC && seen.insert(part.getBaseCPtr()).second)
+                materials.push_back(part);
+        }
+    }
+    return materials;
+}
+
+Statistics countScene(const osg::NodePtr& root, const TessellationOptions* tessellation)
 {
     Statistics result;
-    std::unordered_map<const void*, PrimitiveCount> cores;
+    std::unordered_map<const void*, PrimitiveCount> cores; ///< what each draws
     std::unordered_set<const void*> positions;
 
     std::vector<osg::NodePtr> open;
@@ -178,12 +197,19 @@ Statistics countScene(const osg::NodePtr& root)
         if (core == osg::NullFC)
             continue;
         const auto found = cores.emplace(core.getBaseCPtr(), PrimitiveCount());
-        PrimitiveCount& primitives = found.first->second;
+        PrimitiveCount& drawn = found.first->second;
         if (found.second) {
             countCore(core, result);
-            primitives = countPrimitives(core);
-            result.primitives += primitives.primitives;
-            result.triangles += primitives.triangles;
+            drawn = countPrimitives(core);
+            result.primitives += drawn.primitives;
+            result.triangles += drawn.triangles;
+            const osg::SurfacePtr surface = osg::SurfacePtr::dcast(core);
+            if (surface != osg::NullFC) {
+                drawn = PrimitiveCount();
+                if (tessellation != nullptr &&
+                    countTriangles(*surface, *tessellation, drawn.triangles).empty())
+                    drawn.primitives = 1;
+            }
             const osg::GeometryPtr geometry = osg::GeometryPtr::dcast(core);
             if (geometry != osg::NullFC && positions.insert(geometry->getPositions().getBaseCPtr()).second) {
                 const osg::Field* const values = valuesOf(geometry->getPositions());
@@ -192,12 +218,11 @@ Statistics countScene(const osg::NodePtr& root)
         } else {
             ++result.instances;
         }
-        result.drawnPrimitives += primitives.primitives;
-        result.drawnTriangles += primitives.triangles;
+        result.drawnPrimitives += drawn.primitives;
+        result.drawnTriangles += drawn.triangles;
     }
 
-    std::vector<osg::MaterialPtr> materials;
-    zyMaterials::getMaterials(root, materials);
+    const std::vector<osg::MaterialPtr> materials = materialsOf(root);
     result.materials = materials.size();
     std::unordered_set<const void*> textures;
     for (const osg::MaterialPtr& material : materials)

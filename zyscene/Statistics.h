@@ -1,9 +1,13 @@
 #pragma once
 
+#include "tessellation/Tessellation.h"
+
+#include <OpenSG/OSGMaterial.h>
 #include <OpenSG/OSGNode.h>
 
 #include <array>
 #include <cstdint>
+#include <vector>
 
 namespace zyscene
 {
@@ -25,7 +29,9 @@ struct Statistics {
     std::uint64_t textures = 0;
     std::uint64_t lights = 0;
 
-    std::uint64_t drawnPrimitives = 0; ///< counted for each use of a geometry
+    /// Counted for each use of a geometry. A surface that can be drawn is one primitive, and the triangles
+    /// that are made of it, here and only here.
+    std::uint64_t drawnPrimitives = 0;
     std::uint64_t drawnTriangles = 0;
 };
 
@@ -37,7 +43,11 @@ struct StatisticsRow {
 extern const std::array<StatisticsRow, 13> statisticsRows;
 
 /// Counts what is at and below `root`. Time is linear in the nodes and primitives.
-Statistics countScene(const osg::NodePtr& root);
+/// @param tessellation how triangles are made of surfaces; null: none are, and surfaces draw nothing
+Statistics countScene(const osg::NodePtr& root, const TessellationOptions* tessellation = nullptr);
+
+/// Each material that is used at and below `root` once, with those that they are made of.
+std::vector<osg::MaterialPtr> materialsOf(const osg::NodePtr& root);
 
 /// Number of primitives of a geometry core, and of the triangles that they give: those of strips that have no
 /// area are counted too, corners that do not make up a triangle are not.

@@ -27,6 +27,7 @@ const CommandRow commands[] = {
     {"info", "What is in scenes, as the host sees them after import", &makeInfoCommand},
     {"convert", "Read a scene and write it in another form", &makeConvertCommand},
     {"diff", "What two scenes draw differently", &makeDiffCommand},
+    {"render", "Draw a scene into a picture file, without a display", &makeRenderCommand},
     {"formats", "Suffixes that are read and written, and by whom", &makeFormatsCommand},
     {"options", "Option words of the module, their defaults and effects", &makeOptionsCommand},
     {"version", "Versions of the module, the platform and the libraries", &makeVersionCommand},
@@ -34,7 +35,7 @@ const CommandRow commands[] = {
 
 const char footer[] = "Exit status:\n"
                       "  0  done\n"
-                      "  1  failed: unreadable input, failed save\n"
+                      "  1  failed: unreadable input, failed save, no picture\n"
                       "  2  arguments that make no sense, or a suffix without a format\n"
                       "  3  what was compared differs\n"
                       "  4  several files: some done, some failed\n"

@@ -15,19 +15,16 @@
 
 #include <cstdlib>
 
-namespace
-{
-void startGraph()
-{
-    static const bool started = osg::osgInit(0, nullptr);
-    ASSERT_TRUE(started);
-}
-} // namespace
-
 void startModeller()
 {
     ::setenv("KELDA_DEBUG_NO_SIGNAL_HANDLERS", "1", 1);
     ASSERT_FALSE(KLibrary::initialize("zyscene test", true).error());
+}
+
+void startGraph()
+{
+    static const bool started = osg::osgInit(0, nullptr);
+    ASSERT_TRUE(started);
 }
 
 void saveAsBinary(const std::string& ascii, const std::string& binary)

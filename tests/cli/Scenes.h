@@ -12,6 +12,9 @@
 /// Starts the SDK in this process, once.
 void startModeller();
 
+/// Starts the scene graph in this process, once: before the first graph is made.
+void startGraph();
+
 /// Opens a scene file with the SDK and saves it in the binary form.
 void saveAsBinary(const std::string& ascii, const std::string& binary);
 

@@ -1,9 +1,12 @@
 // Converting scenes: what is written, what is said about it, and that a target is either the new file or what
 // it was.
 
+#include "LossyMaterials.h"
+#include "Materials.h"
 #include "Program.h"
 #include "Scenes.h"
 
+#include <OpenSG/OSGGeometry.h>
 #include <OpenSG/OSGNode.h>
 #include <OpenSG/OSGPointLight.h>
 #include <OpenSG/OSGTransform3D.h>
@@ -18,7 +21,9 @@
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <map>
 #include <sched.h>
+#include <set>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -288,6 +293,95 @@ TEST(ConvertVerify, isContentWithWhatTheReportOfLossesNames)
     }
     // To everybody else the inactive node is missing.
     EXPECT_EQ(3, runZyscene({"diff", scene, folder / "car.kb"}).exit);
+}
+
+osg::NodePtr makePainted(const std::string& name, float x, const osg::MaterialPtr& material)
+{
+    const osg::NodePtr node = makeTriangle(name, x);
+    painted(osg::GeometryPtr::dcast(node->getCore()), material);
+    return node;
+}
+
+osg::NodePtr makePainted(const std::vector<LossyMaterial>& materials)
+{
+    std::vector<osg::NodePtr> nodes;
+    for (const LossyMaterial& material : materials)
+        nodes.push_back(makePainted("mesh" + material.name, float(nodes.size()), material.material));
+    return makeGroup("scene", nodes);
+}
+
+TEST(ConvertVerify, isContentWithEachLossOfMaterials)
+{
+    startGraph();
+    const TemporaryFolder folder;
+    const std::vector<LossyMaterial> materials = makeLossyMaterials();
+    std::map<std::string, std::set<std::string>> expected;
+    for (const LossyMaterial& material : materials) {
+        for (const std::string& code : material.codes)
+            expected[code].insert(material.name);
+    }
+    saveScene(makePainted(materials), folder / "scene.osb");
+    for (const char* name : {"copy.ka", "copy.kb"}) {
+        const Outcome run =
+            runZyscene({"--json", "convert", "--verify", folder / "scene.osb", folder / name});
+        EXPECT_EQ(0, run.exit) << run.err;
+        const auto document = nlohmann::json::parse(run.out);
+        EXPECT_EQ(nlohmann::json::array(), document["results"][0]["differences"]);
+        std::map<std::string, std::set<std::string>> found;
+        for (const auto& loss : document["results"][0]["losses"]) {
+            for (const std::string material : loss["materials"])
+                found[loss["code"]].insert(material);
+        }
+        EXPECT_EQ(expected, found);
+        // To everybody else each of these materials looks different.
+        const Outcome diff = runZyscene({"--json", "diff", folder / "scene.osb", folder / name});
+        EXPECT_EQ(3, diff.exit);
+        EXPECT_EQ(materials.size(),
+                  nlohmann::json::parse(diff.out)["results"][0]["counts"]["material"].get<std::size_t>());
+    }
+}
+
+TEST(ConvertVerify, isContentWithWhatGeneratedCoordinatesLose)
+{
+    startGraph();
+    const TemporaryFolder folder;
+    const auto save = [&folder](float x) {
+        const osg::Transform3DPtr place = osg::Transform3D::create();
+        changed(place, [x](const osg::Transform3DPtr& core) {
+            core->setTranslation(osg::Vec3f(x, 0.1f, 0));
+            core->setRotation(osg::Quaternion(osg::Vec3f(0, 0, 1), x));
+        });
+        saveScene(makeNode("scene", place, {makePainted(makeLossyProjections())}), folder / "scene.osb");
+    };
+    for (const char* name : {"copy.ka", "copy.kb"}) {
+        save(0);
+        EXPECT_EQ(0, runZyscene({"convert", "--verify", folder / "scene.osb", folder / name}).exit) << name;
+        save(0.3f);
+        const Outcome run =
+            runZyscene({"--json", "convert", "--verify", folder / "scene.osb", folder / name});
+        EXPECT_EQ(0, run.exit) << run.err;
+        EXPECT_THAT(run.out, HasSubstr("\"texgen-moved\""));
+        // What an import has moved already stays where it is. It has made nodes of the placements.
+        const Outcome again =
+            runZyscene({"--json", "convert", "--verify", folder / name, folder / "again.kb"});
+        EXPECT_EQ(0, again.exit) << again.err;
+        EXPECT_THAT(again.out, Not(HasSubstr("\"texgen-moved\"")));
+        EXPECT_THAT(again.out, HasSubstr("\"texgen-unplaced\""));
+    }
+}
+
+TEST(ConvertVerify, findsNoDifferenceInSoundMaterials)
+{
+    startGraph();
+    const TemporaryFolder folder;
+    saveScene(makePainted(makeSoundMaterials()), folder / "scene.osb");
+    for (const char* name : {"copy.ka", "copy.kb"}) {
+        const Outcome run = runZyscene({"convert", "--verify", folder / "scene.osb", folder / name});
+        EXPECT_EQ(0, run.exit) << run.err;
+        EXPECT_EQ("", run.err);
+        const Outcome diff = runZyscene({"diff", folder / "scene.osb", folder / name});
+        EXPECT_EQ(0, diff.exit) << diff.out;
+    }
 }
 
 TEST(ConvertVerify, isNotDoneUnlessAskedFor)

@@ -1,16 +1,16 @@
 // Comparing scenes: what counts as a difference, what does not, and how it is told.
 
+#include "LossyMaterials.h"
+#include "Materials.h"
 #include "Program.h"
 #include "Scenes.h"
 
 #include <OpenSG/OSGBaseFunctions.h>
-#include <OpenSG/OSGChunkMaterial.h>
 #include <OpenSG/OSGGeoPropPositions.h>
 #include <OpenSG/OSGGeoPropTexCoords.h>
 #include <OpenSG/OSGGeometry.h>
 #include <OpenSG/OSGNode.h>
 #include <OpenSG/OSGSceneFileHandler.h>
-#include <OpenSG/OSGSimpleMaterial.h>
 #include <OpenSG/OSGTransform.h>
 
 #include <gmock/gmock.h>
@@ -55,18 +55,6 @@ osg::NodePtr makeMoved(const std::string& name, float x, const std::vector<osg::
 osg::NodePtr makeChoices(osg::Int32 choice, const std::vector<osg::NodePtr>& children)
 {
     return makeSwitch("choices", choice, children);
-}
-
-osg::GeometryPtr painted(const osg::GeometryPtr& geometry, float red)
-{
-    const osg::SimpleMaterialPtr material = osg::SimpleMaterial::create();
-    {
-        const osg::CPEditor edit(material);
-        material->setDiffuse(osg::Color3f(red, 0, 0));
-    }
-    const osg::CPEditor edit(geometry, osg::Geometry::MaterialFieldMask);
-    geometry->setMaterial(material);
-    return geometry;
 }
 
 // -- Runs --------------------------------------------------------------------------------------------
@@ -375,15 +363,100 @@ TEST_F(Diff, findsWhatIsHidden)
                 ElementsAre("missing     /all/flag: 2 triangles at (0.5, 1, 1.5), inactive"));
 }
 
-TEST_F(Diff, findsOtherMaterials)
+osg::NodePtr makeFlag(const osg::MaterialPtr& material)
 {
-    const auto make = [](float red) { return makeNode("flag", painted(makeGeometry(flag()), red)); };
+    return makeNode("flag", painted(makeGeometry(flag()), material));
+}
+
+osg::NodePtr makeFlag(const std::vector<osg::StateChunkPtr>& chunks)
+{
+    return makeFlag(osg::MaterialPtr(makeMaterial("paint", chunks)));
+}
+
+TEST_F(Diff, findsOtherColors)
+{
+    const auto make = [](float red) { return makeFlag({makeColors(red, 0, 0)}); };
     expectSame(make(0.5f), make(0.5f));
-    const std::vector<std::string> found = differences(make(0.5f), make(0.75f));
-    ASSERT_EQ(1u, found.size());
-    EXPECT_THAT(found[0], HasSubstr("material    /flag: diffuse 0.5,0,0,1 "));
-    EXPECT_THAT(found[0], HasSubstr(" and diffuse 0.75,0,0,1 "));
+    EXPECT_THAT(
+        differences(make(0.5f), make(0.75f)),
+        ElementsAre("material    /flag: diffuse (0.5, 0, 0) and (0.75, 0, 0); ambient (0.16666667, 0, 0) "
+                    "and (0.25, 0, 0); specular (0, 0.5, 0) and (0, 0.75, 0); shininess 13 and 13.25"));
     expectSame(make(0.5f), make(0.75f), {"--ignore", "materials"});
+    expectSame(make(0.5f), make(0.50000006f));
+    EXPECT_EQ(1u, differences(make(0.5f), make(0.50001f)).size());
+}
+
+TEST_F(Diff, findsOtherMaterialsWhateverTheyDifferIn)
+{
+    const auto compare = [this](std::vector<osg::StateChunkPtr> first,
+                                std::vector<osg::StateChunkPtr> second) {
+        for (std::vector<osg::StateChunkPtr>* chunks : {&first, &second})
+            chunks->insert(chunks->begin(), makeColors(1, 0, 0));
+        const std::vector<std::string> found = differences(makeFlag(first), makeFlag(second));
+        return found.size() == 1 ? found[0].substr(found[0].find(": ") + 2) : std::to_string(found.size());
+    };
+    const auto texture = [](osg::UInt32 mode = GL_MODULATE) { return makeTexture(makeImage("a.png"), mode); };
+    const osg::Vec4f x(1, 0, 0, 0);
+    const osg::Vec4f y(0, 1, 0, 0);
+    EXPECT_EQ(
+        "texture 'a.png' 4 x 2 RGB and none; texture environment modulate and none; texture matrix (1, 0, "
+        "0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1) and none; texture generation  and none; texture "
+        "sampling  and none",
+        compare({texture()}, {}));
+    EXPECT_EQ("texture 'a.png' 4 x 2 RGB and 'b.png' 4 x 2 RGB",
+              compare({texture()}, {makeTexture(makeImage("b.png", osg::Image::OSG_RGB_PF, 2))}));
+    EXPECT_EQ("texture environment modulate and replace", compare({texture()}, {texture(GL_REPLACE)}));
+    EXPECT_EQ("texture generation  and s object-linear t object-linear (1, 0, 0, 0, 0, 1, 0, 0)",
+              compare({texture()}, {texture(), makeTexGen(x, y)}));
+    EXPECT_EQ(
+        "texture generation s object-linear t object-linear (1, 0, 0, 0, 0, 1, 0, 0) and s object-linear t "
+        "object-linear (0, 1, 0, 0, 1, 0, 0, 0)",
+        compare({texture(), makeTexGen(x, y)}, {texture(), makeTexGen(y, x)}));
+    EXPECT_EQ("opacity 1 and 0.5; blending none and by alpha",
+              compare({}, {makeColors(1, 0, 0, 0.5f), makeBlending()}));
+}
+
+TEST_F(Diff, materialsThatAreDrawnTheSameAreTheSame)
+{
+    // Alpha of what is not blended, what a blended opaque colour lets through, textures without pixels, where
+    // pixels come from, generators of units without a texture, and what colours are made of.
+    expectSame(makeFlag({makeColors(1, 0, 0)}), makeFlag({makeColors(1, 0, 0, 0.5f)}));
+    expectSame(makeFlag({makeColors(1, 0, 0)}), makeFlag({makeColors(1, 0, 0), makeBlending()}));
+    expectSame(makeFlag({makeColors(1, 0, 0)}), makeFlag({makeColors(1, 0, 0), makeTexture(osg::NullFC)}));
+    expectSame(makeFlag({makeColors(1, 0, 0), makeTexture(makeImage("a.png"))}),
+               makeFlag({makeColors(1, 0, 0), makeTexture(makeImage("b.jpg"))}));
+    expectSame(makeFlag({makeColors(1, 0, 0)}),
+               makeFlag({makeColors(1, 0, 0), makeTexGen(osg::Vec4f(1, 0, 0, 0), osg::Vec4f(0, 1, 0, 0))}));
+    expectSame(makeFlag({makeColors(1, 0, 0), makeTexture(makeImage("", osg::Image::OSG_RGB_PF, 3))}),
+               makeFlag({makeColors(1, 0, 0), makeTexture([] {
+                             const osg::ImagePtr image = makeImage("", osg::Image::OSG_BGR_PF, 3);
+                             osg::UInt8* const pixels = image->getData();
+                             for (osg::UInt32 i = 0; i + 3 <= image->getSize(); i += 3)
+                                 std::swap(pixels[i], pixels[i + 2]);
+                             return image;
+                         }())}));
+}
+
+TEST_F(Diff, namesOfMaterialsAreComparedAsAnExportWritesThem)
+{
+    const auto make = [](const char* name) {
+        return makeFlag(osg::MaterialPtr(makeMaterial(name, {makeColors(1, 0, 0)})));
+    };
+    expectSame(make("car paint"), make("car_paint1"));
+    expectSame(make(""), make("phong3"));
+    EXPECT_THAT(differences(make("red"), make("blue")),
+                ElementsAre("material    /flag: named 'red' and 'blue'"));
+    expectSame(make("red"), make("blue"), {"--ignore", "names"});
+}
+
+TEST_F(Diff, copiesOfMaterialsOfAnyKindAreTheSame)
+{
+    for (const auto& makeAll : {makeLossyMaterials, makeLossyProjections, makeSoundMaterials}) {
+        const std::vector<LossyMaterial> some = makeAll();
+        const std::vector<LossyMaterial> others = makeAll();
+        for (std::size_t i = 0; i < some.size(); ++i)
+            expectSame(makeFlag(some[i].material), makeFlag(others[i].material));
+    }
 }
 
 TEST_F(Diff, namesCanBeIgnored)

@@ -52,6 +52,8 @@ TEST_P(GoldenScene, isTheSameInBothSceneForms)
     const TemporaryFolder folder;
     const std::string name = GetParam();
     saveAsBinary(testFolder() + "/good/" + name + ".ka", folder / (name + ".kb"));
+    if (std::filesystem::exists(testFolder() + "/good/" + name)) // its textures
+        std::filesystem::copy(testFolder() + "/good/" + name, folder / name);
     const Outcome binary = runZyscene({"info", "--json", "--arrays", folder / (name + ".kb")});
     const Outcome ascii = runZyscene({"info", "--json", "--arrays", testFolder() + "/good/" + name + ".ka"});
     EXPECT_EQ(0, binary.exit) << binary.err;
@@ -67,8 +69,8 @@ TEST_P(GoldenScene, isTheSameInBothSceneForms)
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenes, GoldenScene,
-                         ::testing::Values("two_meshes", "instances", "shading_groups", "skipped_nodes",
-                                           "dropped_primitives"),
+                         ::testing::Values("two_meshes", "instances", "shading_groups", "materials",
+                                           "skipped_nodes", "dropped_primitives"),
                          [](const auto& info) { return std::string(info.param); });
 
 TEST(ExampleCar, hasTheCommittedStatistics)

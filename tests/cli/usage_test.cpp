@@ -13,7 +13,7 @@ using ::testing::StartsWith;
 
 namespace
 {
-const char* const commandNames[] = {"info", "convert", "diff", "formats", "options", "version"};
+const char* const commandNames[] = {"info", "convert", "diff", "render", "formats", "options", "version"};
 
 // -- Help --------------------------------------------------------------------------------------------
 

@@ -2,9 +2,14 @@
 
 #include "Compare.h"
 
+#include <OpenSG/OSGBlendChunk.h>
+#include <OpenSG/OSGChunkMaterial.h>
+#include <OpenSG/OSGMaterialChunk.h>
 #include <OpenSG/OSGSceneFileHandler.h>
 #include <OpenSG/OSGSimpleAttachments.h>
+#include <OpenSG/OSGState.h>
 #include <OpenSG/OSGSwitch.h>
+#include <OpenSG/OSGTextureChunk.h>
 #include <OpenSG/OSGTriangleIterator.h>
 
 #include <gtest/gtest.h>
@@ -33,6 +38,8 @@ TripFolder::~TripFolder()
 osg::NodePtr TripFolder::trip(const osg::NodePtr& root, const std::string& suffix) const
 {
     const std::string file = *this / ("trip." + suffix);
+    std::error_code ignored;
+    std::filesystem::remove_all(*this / "trip", ignored);
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     const bool written = osg::SceneFileHandler::the()->write(root, file.c_str());
@@ -84,6 +91,32 @@ bool isShownBySwitch(const osg::NodePtr& parent, osg::UInt32 place)
            core->getChoice() == static_cast<osg::Int32>(place);
 }
 
+SeenMaterial lookAtMaterial(const osg::MaterialPtr& material)
+{
+    SeenMaterial seen;
+    const osg::ChunkMaterialPtr chunks = osg::ChunkMaterialPtr::dcast(material);
+    if (chunks == osg::NullFC)
+        return seen;
+    const char* const name = osg::getName(chunks);
+    seen.name = name != nullptr ? name : "";
+    osg::StatePtr state = chunks->makeState();
+    osg::addRefCP(state);
+    const auto colors = osg::MaterialChunkPtr::dcast(state->getChunk(osg::MaterialChunk::getStaticClassId()));
+    const auto blend = osg::BlendChunkPtr::dcast(state->getChunk(osg::BlendChunk::getStaticClassId()));
+    const auto texture = osg::TextureChunkPtr::dcast(state->getChunk(osg::TextureChunk::getStaticClassId()));
+    if (colors != osg::NullFC) {
+        for (const osg::Color4f& color : {colors->getDiffuse(), colors->getAmbient(), colors->getSpecular()})
+            seen.colors.insert(seen.colors.end(), {color.red(), color.green(), color.blue()});
+        seen.colors.push_back(colors->getShininess());
+        if (blend != osg::NullFC)
+            seen.opacity = colors->getDiffuse().alpha();
+    }
+    if (texture != osg::NullFC)
+        seen.texture = texture->getImage();
+    osg::subRefCP(state);
+    return seen;
+}
+
 template <class VisitT>
 void forEachCorner(const SeenUse& use, VisitT visit)
 {
@@ -128,7 +161,12 @@ std::vector<SeenUse> lookAt(const osg::NodePtr& root, bool withInactive)
         const osg::GeometryPtr geometry = osg::GeometryPtr::dcast(open.node->getCore());
         if (geometry != osg::NullFC && geometry->getPositions() != osg::NullFC) {
             const char* const name = osg::getName(open.node);
-            SeenUse use = {name != nullptr ? name : "", geometry, open.world, open.shown, {}};
+            SeenUse use = {name != nullptr ? name : "",
+                           geometry,
+                           open.world,
+                           open.shown,
+                           {},
+                           lookAtMaterial(geometry->getMaterial())};
             if (geometry->getTransform() != osg::NullFC)
                 use.place.mult(geometry->getTransform()->getMatrix());
             const bool normals = geometry->getNormals() != osg::NullFC;

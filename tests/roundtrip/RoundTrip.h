@@ -6,6 +6,7 @@
 #include "Graphs.h"
 
 #include <OpenSG/OSGGeometry.h>
+#include <OpenSG/OSGImage.h>
 #include <OpenSG/OSGMatrix.h>
 #include <OpenSG/OSGNode.h>
 #include <OpenSG/OSGTransform3D.h>
@@ -25,8 +26,9 @@ public:
     TripFolder(const TripFolder&) = delete;
     TripFolder& operator=(const TripFolder&) = delete;
 
-    /// Writes the graph through the scene file handler, as "trip" with the suffix, and reads it back. Null
-    /// when one of the two fails. What the module prints is swallowed.
+    /// Writes the graph through the scene file handler, as "trip" with the suffix, and reads it back.
+    /// Textures of former trips go before. Null when one of the two fails. What the module prints is
+    /// swallowed.
     osg::NodePtr trip(const osg::NodePtr& root, const std::string& suffix) const;
     std::string operator/(const std::string& name) const { return _path + "/" + name; }
 
@@ -39,6 +41,14 @@ private:
 /// Position, normal and texture coordinates of three corners, as bits; the least of its three rotations.
 typedef std::array<osg::UInt32, 24> TriangleBits;
 
+/// The values of a material made of chunks.
+struct SeenMaterial {
+    std::string name;
+    std::vector<float> colors; ///< diffuse, ambient and specular without alpha, shininess
+    float opacity = 1;         ///< where it is blended
+    osg::ImagePtr texture;     ///< the first; null: none. Not referenced.
+};
+
 /// A geometry with triangles at one place in the tree.
 struct SeenUse {
     std::string name; ///< of the node, as it is
@@ -46,6 +56,7 @@ struct SeenUse {
     osg::Matrix place; ///< world matrix with the geometry's own transform
     bool shown;
     std::vector<TriangleBits> triangles; ///< sorted
+    SeenMaterial material;               ///< the geometry's own
 };
 
 /// All uses in depth-first order, those below inactive nodes only when asked for. None of a null

@@ -197,7 +197,8 @@ private:
             options.ignoreInactive = true;
             options.pointsAndLines = false;
             options.normalsMade = result.losses[Loss::NormalsMade].count != 0;
-            options.materials = result.losses[Loss::Material].count == 0;
+            options.exactTriangles =
+                result.losses[Loss::TexGenMoved].count == 0 && result.losses[Loss::Flushed].count == 0;
         }
         result.differences = compareScenes(result.scene.root(), result.copy.root(), options);
         result.compared = true;

@@ -4,6 +4,7 @@
 #include "../RunContext.h"
 #include "../SceneJson.h"
 #include "../SceneText.h"
+#include "../TessellationOption.h"
 #include "../Text.h"
 
 #include <CLI/CLI.hpp>
@@ -25,6 +26,7 @@ public:
         app.add_option("FILE", _files, "Scene files")->required()->type_name("");
         app.add_flag("--tree", _tree, "The node tree too (a JSON document always has it)");
         app.add_flag("--arrays", _arrays, "With --json: every property value, not only hashes");
+        addTessellationOption(app, _tessellation);
         _importOptions.addTo(app);
     }
 
@@ -51,7 +53,7 @@ private:
                 continue;
             ++done;
             context.console.out().write(printable(displayName(file)) + "\n");
-            writeSceneText(context.console, scene, _tree);
+            writeSceneText(context.console, scene, _tree, _tessellation);
             context.console.out().flush();
         }
         return exitCodeOf(done, _files.size() - done);
@@ -87,13 +89,14 @@ private:
         json.beginObject();
         json.member("file", std::string_view(displayName(file)));
         json.member("suffix", std::string_view(suffixOf(file)));
-        writeScene(json, scene, _arrays);
+        writeScene(json, scene, _arrays, _tessellation);
         json.endObject();
     }
 
     std::vector<std::string> _files;
     bool _tree = false;
     bool _arrays = false;
+    TessellationOptions _tessellation;
     ImportOptions _importOptions;
 };
 } // namespace
