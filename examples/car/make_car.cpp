@@ -1,22 +1,25 @@
-// make_car FILE: builds the example car through the SDK and saves it.
+// make_car FOLDER: builds the example car through the SDK and saves it, its pictures and its material
+// library.
 //
-// Centimetres; x points forward, y up, z to the right. The committed car.ka is this program's output.
+// Centimetres; x points forward, y up, z to the right. The committed files are this program's output.
+
+#include "Building.h"
+#include "Library.h"
+#include "Pictures.h"
 
 #include <kelda/KDagPath.h>
 #include <kelda/KFileIO.h>
 #include <kelda/KFloatArray.h>
 #include <kelda/KFloatPointArray.h>
+#include <kelda/KFnAnimCurve.h>
 #include <kelda/KFnDagNode.h>
 #include <kelda/KFnMesh.h>
 #include <kelda/KFnTransform.h>
 #include <kelda/KGlobal.h>
 #include <kelda/KIntArray.h>
-#include <kelda/KLibrary.h>
 #include <kelda/KVectorArray.h>
 
 #include <cmath>
-#include <cstdio>
-#include <exception>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -24,19 +27,6 @@
 
 namespace
 {
-const double pi = 3.14159265358979323846;
-
-void check(const KStatus& status, const std::string& what)
-{
-    if (status.error())
-        throw std::runtime_error(what);
-}
-
-void run(const std::string& command)
-{
-    check(KGlobal::executeCommand(command.c_str(), false, false), command);
-}
-
 // Short numbers make a readable file.
 float rounded(double value)
 {
@@ -44,10 +34,6 @@ float rounded(double value)
 }
 
 // -- parts -----------------------------------------------------------------------------------------
-
-struct Point {
-    double x, y, z;
-};
 
 /// A mesh in the making: each face knows its shading group.
 struct Part {
@@ -160,16 +146,6 @@ void assignGroups(const std::string& shape, const Part& part)
         run("sets -edit -forceElement \"" + member.first + "\"" + member.second);
 }
 
-KObject makeTransform(const std::string& name, const KObject& parent)
-{
-    KFnTransform fn;
-    KStatus status;
-    const KObject object = fn.create(parent, &status);
-    check(status, "transform " + name);
-    fn.setName(name.c_str());
-    return object;
-}
-
 KObject makeShape(const std::string& name, const Part& part, const KObject& transform,
                   const std::vector<Projection>& projections)
 {
@@ -205,24 +181,71 @@ KObject makeObject(const std::string& name, const Part& part, const KObject& par
     return transform;
 }
 
-void place(const KObject& transform, double x, double y, double z)
+// -- materials -------------------------------------------------------------------------------------
+
+/// A file texture that shows the picture of its name.
+void makeTexture(const std::string& name)
 {
-    KFnTransform fn(transform);
-    check(fn.setTranslation(KVector(x, y, z), KSpace::kTransform), "translation");
+    run("createNode file -name \"" + name + "\"");
+    run("setAttr \"" + name + ".fileTextureName\" \"" + name + ".png\"");
 }
 
-/// Sets a plug of three numbers.
-void set(const std::string& plug, double x, double y, double z)
+/// Puts a planar projection and its placement between a file texture and a shader.
+void project(const std::string& texture, const std::string& shader)
 {
-    char text[200];
-    std::snprintf(text, sizeof(text), "setAttr \"%s\" %.10g %.10g %.10g", plug.c_str(), x, y, z);
-    run(text);
+    run("createNode projection -name \"" + texture + "_projection\"");
+    run("createNode place3dTexture -name \"" + texture + "_placement\"");
+    run("connectAttr \"" + texture + ".outColor\" \"" + texture + "_projection.image\"");
+    run("connectAttr \"" + texture + "_placement.worldInverseMatrix[0]\" \"" + texture +
+        "_projection.placementMatrix\"");
+    run("connectAttr \"" + texture + "_projection.outColor\" \"" + shader + ".color\"");
 }
 
-/// Angles in degrees, about x, y and z.
-void turn(const std::string& plug, double x, double y, double z)
+void addMaterials()
 {
-    set(plug, x * pi / 180, y * pi / 180, z * pi / 180);
+    makeShiny("paint", {0.8, 0.8, 0.8}, {0.18, 0.18, 0.18}, 25);
+    makeShader("lambert", "trim", {0.07, 0.07, 0.08});
+    makeShader("blinn", "chrome", {0.55, 0.57, 0.6});
+    run("setAttr \"chrome.eccentricity\" 0.2");
+    set("chrome.specularColor", 0.35, 0.35, 0.35);
+    makeShiny("glass", {0.25, 0.35, 0.4}, {1, 1, 1}, 80);
+    set("glass.transparency", 0.7, 0.7, 0.7);
+    makeShader("lambert", "rubber", {0.05, 0.05, 0.05});
+    makeShiny("lamp", {0.75, 0.75, 0.65}, {0.4, 0.4, 0.4}, 60);
+    set("lamp.incandescence", 0.2, 0.2, 0.12);
+    makeShiny("tail", {0.7, 0.02, 0.02}, {0.2, 0.2, 0.2}, 30);
+    set("tail.incandescence", 0.2, 0, 0);
+
+    makeShader("lambert", "plate", {1, 1, 1});
+    makeTexture("number");
+    run("connectAttr number.outColor plate.color");
+
+    // A small cloth, repeated.
+    makeShader("lambert", "fabric", {1, 1, 1});
+    makeTexture("cloth");
+    run("connectAttr cloth.outColor fabric.color");
+    run("createNode place2dTexture -name \"cloth_repeat\"");
+    run("setAttr \"cloth_repeat.repeatUV\" 6 6");
+    run("connectAttr cloth_repeat.outUV cloth.uvCoord");
+
+    // Panels on the first UV set, times stripes on the second, times the colour of the paint.
+    makeTexture("panels");
+    makeTexture("stripes");
+    run("connectAttr panels.outColor paint.color");
+    run("connectAttr stripes.outColor panels.colorGain");
+    set("stripes.colorGain", 0.75, 0.09, 0.07);
+    run("createNode place2dTexture -name \"stripes_place\"");
+    run("createNode uvChooser -name \"stripes_uvs\"");
+    run("connectAttr stripes_place.outUV stripes.uvCoord");
+    run("connectAttr stripes_uvs.outUV stripes_place.uvCoord");
+
+    makeShader("lambert", "roundel", {1, 1, 1});
+    makeTexture("seven");
+    project("seven", "roundel");
+    makeShader("lambert", "sign", {1, 1, 1});
+    set("sign.incandescence", 0.25, 0.25, 0.1);
+    makeTexture("taxi");
+    project("taxi", "sign");
 }
 
 // -- shapes ----------------------------------------------------------------------------------------
@@ -440,6 +463,45 @@ void addWheels(const KObject& car)
     }
 }
 
+/// One wheel comes off: a metre to the rear, in a second and a half.
+void addAnimation()
+{
+    KObject wheel;
+    check(KGlobal::findNode("wheel_rear_left", wheel), "the wheel");
+    KStatus status;
+    KFnAnimCurve curve;
+    curve.create(KFnDependencyNode(wheel).findPlug("translateX"), &status);
+    check(status, "animation curve");
+    curve.setName("wheel_comes_off");
+    for (const int frame : {0, 12, 24, 36}) {
+        curve.addKey(KTime(frame, KTime::kFilm), 0.0 - 100.0 * frame * frame / (36 * 36), &status);
+        check(status, "key");
+    }
+}
+
+/// A flared edge over each wheel: half a ring, bulging outwards.
+void addFenders(const KObject& car)
+{
+    const double edges[3][2] = {{41, -1}, {45, 3}, {39, 5}}; // radius, and how far it stands out
+    std::vector<Weighted> points;
+    for (int i = 0; i < 5; ++i) {
+        static const double halfSquare[5][2] = {{1, 0}, {1, 1}, {0, 1}, {-1, 1}, {-1, 0}};
+        for (const auto& edge : edges)
+            points.push_back({edge[0] * halfSquare[i][0], edge[0] * halfSquare[i][1], edge[1],
+                              i % 2 == 0 ? 1 : std::sqrt(0.5)});
+    }
+    for (const WheelPlace& wheel :
+         {WheelPlace{"front_left", axleX, -trackZ, 0}, WheelPlace{"front_right", axleX, trackZ, 0},
+          WheelPlace{"rear_left", -axleX, -trackZ, 0}, WheelPlace{"rear_right", -axleX, trackZ, 0}}) {
+        const std::string name = std::string("fender_") + wheel.name;
+        const KObject fender = makeTransform(name, car);
+        place(fender, wheel.x, axleY, wheel.z < 0 ? -86 : 86);
+        if (wheel.z < 0)
+            turn(name + ".rotate", 0, 180, 0);
+        makeSurface(name, points, {0, 0, 1, 1, 2, 2}, {0, 0, 1, 1}, 2, 2, false, fender);
+    }
+}
+
 void addDoors(const KObject& car)
 {
     const KObject doors = makeTransform("doors", car);
@@ -494,8 +556,10 @@ void addDetails(const KObject& car)
         const std::string name = side < 0 ? "seat_left" : "seat_right";
         const KObject seat = makeTransform(name, car);
         place(seat, -10, 70, side * 34);
-        makeObject(name + "_cushion", box(48, 14, 46, "rubberSG"), seat);
-        place(makeObject(name + "_back", box(12, 56, 46, "rubberSG"), seat), -26, 28, 0);
+        makeObject(name + "_cushion", box(48, 14, 46, "fabricSG"), seat, {{"map1", 0, 2, -24, 48, -23, 46}});
+        place(
+            makeObject(name + "_back", box(12, 56, 46, "fabricSG"), seat, {{"map1", 2, 1, -23, 46, -28, 56}}),
+            -26, 28, 0);
         turn(name + "_back.rotate", 0, 0, 12);
     }
 }
@@ -510,40 +574,118 @@ void addHidden(const KObject& car)
     place(makeObject("ground_plate", box(430, 0.5, 180, "trimSG"), marks), 0, -0.5, 0);
 }
 
+/// The top of the body, halfway between its profile points.
+double bonnetHeight(double x, double z)
+{
+    for (size_t i = 0; i + 1 < sizeof(stations) / sizeof(stations[0]); ++i) {
+        const Station& a = stations[i];
+        const Station& b = stations[i + 1];
+        if (x < a.x || x > b.x)
+            continue;
+        const double t = (x - a.x) / (b.x - a.x);
+        const double bottom = a.bottom + t * (b.bottom - a.bottom);
+        const double height = a.top + t * (b.top - a.top) - bottom;
+        const double edge = 0.9 * (a.halfWidth + t * (b.halfWidth - a.halfWidth));
+        return bottom + height * (1.03 - 0.05 * std::fabs(z) / edge);
+    }
+    throw std::runtime_error("beside the car");
+}
+
+/// The roundel on the bonnet and the sign on the roof are textured by projections. An import moves the
+/// transforms above what is projected on into the geometry, so both stand outside the car's own hierarchy.
+void addProjected()
+{
+    const KObject decals = makeTransform("decals", KObject::kNullObj);
+    Part roundel;
+    const std::vector<double> along = {110, 120, 130, 140, 150, 158};
+    for (const double x : along) {
+        for (const double z : {-24.0, 0.0, 24.0})
+            roundel.add(x, bonnetHeight(x, z) + 0.4, z);
+    }
+    for (int i = 0; i + 1 < static_cast<int>(along.size()); ++i) {
+        for (int j = 3 * i; j < 3 * i + 2; ++j)
+            roundel.face({j, j + 1, j + 4, j + 3}, "roundelSG");
+    }
+    roundel.smooth = true;
+    makeObject("bonnet_roundel", roundel, decals);
+    // Looks down on the bonnet, upright for who stands before the car.
+    run("setAttr \"seven_placement.translate\" 134 84 0");
+    turn("seven_placement.rotate", -90, 90, 0);
+    run("setAttr \"seven_placement.scale\" 24 24 24");
+
+    const KObject sign = makeTransform("roof_sign", KObject::kNullObj);
+    place(sign, -50, 148, 0);
+    turn("roof_sign.rotate", 0, 78, 0);
+    makeObject("sign", box(44, 13, 10, "signSG"), sign);
+    run("parent \"taxi_placement\" \"roof_sign\"");
+    run("setAttr \"taxi_placement.scale\" 22 6.5 5");
+}
+
+/// A sun, and a beam from each headlamp.
+void addLights()
+{
+    const KObject lights = makeTransform("lights", KObject::kNullObj);
+    run("createNode transform -name \"sun\" -parent \"lights\"");
+    run("createNode directionalLight -name \"sunShape\" -parent \"sun\"");
+    turn("sun.rotate", -50, 35, 0);
+    set("sunShape.color", 1, 0.97, 0.9);
+    for (const int side : {-1, 1}) {
+        const std::string name = side < 0 ? "beam_left" : "beam_right";
+        const KObject beam = makeTransform(name, lights);
+        place(beam, 212, 58, side * 54);
+        turn(name + ".rotate", -6, -90, 0);
+        run("createNode spotLight -name \"" + name + "Shape\" -parent \"" + name + "\"");
+        run("setAttr \"" + name + "Shape.intensity\" 0.8");
+    }
+}
+
+/// What the car's shadow companion holds: the ground, with the shadow baked into its texture.
+void buildShadow()
+{
+    check(KFileIO::newFile(true), "new scene");
+    run("currentUnit -linear \"cm\"");
+    makeShader("lambert", "ground", {1, 1, 1});
+    makeTexture("shade");
+    run("connectAttr shade.outColor ground.color");
+    Part ground;
+    for (const auto& corner : {std::make_pair(-290, 150), std::make_pair(290, 150), std::make_pair(290, -150),
+                               std::make_pair(-290, -150)})
+        ground.add(corner.first, 0, corner.second);
+    ground.face({0, 1, 2, 3}, "groundSG");
+    makeObject("shadow", ground, KObject::kNullObj, {{"map1", 0, 2, -290, 580, -150, 300}});
+}
+
 void buildCar()
 {
     check(KFileIO::newFile(true), "new scene");
     run("currentUnit -linear \"cm\"");
-    for (const char* group :
-         {"paintSG", "trimSG", "chromeSG", "glassSG", "rubberSG", "lampSG", "tailSG", "plateSG"})
-        run(std::string("sets -renderable true -noSurfaceShader true -empty -name \"") + group + "\"");
-
     const KObject car = makeTransform("car", KObject::kNullObj);
+    addMaterials();
     makeObject("body", body(), car,
                {{"map1", 0, 1, -210, 420, 0, 140}, {"decal", 0, 2, -210, 420, -90, 180}});
     makeObject("cabin", cabin(), car, {{"map1", 0, 1, -210, 420, 0, 140}});
     addWheels(car);
+    addFenders(car);
     addDoors(car);
     addSteeringWheel(car);
     addDetails(car);
     addHidden(car);
+    addProjected();
+    addLights();
+    addAnimation();
+    // The body exists by now: the stripes follow its second UV set.
+    run("connectAttr \"bodyShape.uvSets[1].uvSetName\" \"stripes_uvs.uvSets[0]\"");
 }
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: make_car FILE\n");
-        return 2;
-    }
-    try {
-        if (KLibrary::initialize("make_car", true).error())
-            return 1;
+    return runGenerator(argc, argv, [](const std::string& folder) {
         buildCar();
-        check(KFileIO::saveAs(argv[1], nullptr, true), "save");
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "make_car: %s\n", error.what());
-        return 1;
-    }
-    return 0;
+        check(KFileIO::saveAs((folder + "/car.ka").c_str(), nullptr, true), "save");
+        buildShadow();
+        check(KFileIO::saveAs((folder + "/car_shadow.ka").c_str(), nullptr, true), "save");
+        savePictures(folder);
+        saveMaterialLibrary(folder + "/car_material_library.osb");
+    });
 }
