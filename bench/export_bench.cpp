@@ -32,6 +32,7 @@ void saveAnew(benchmark::State& state, const std::string& target, Save save)
     for (auto _ : state) {
         state.PauseTiming();
         std::filesystem::remove(target);
+        std::filesystem::remove_all(std::filesystem::path(target).replace_extension()); // the pictures
         malloc_trim(0);
         state.ResumeTiming();
         save();
@@ -114,6 +115,7 @@ int main(int argc, char** argv)
         bench::addGrowth("nodes_and_meshes", bench::manyNodes, {2000, 20000, 200000}, exportFile);
         bench::addGrowth("triangles", bench::denseMesh, {20000, 200000, 2000000}, exportFile);
         bench::addGrowth("instances", bench::instances, {1000, 10000, 100000}, exportFile);
+        bench::addGrowth("materials", bench::texturedMeshes, {100, 1000, 10000}, exportFile);
         bench::addGrowth("depth", bench::deepChain, {100, 1000, 10000}, exportFile);
     });
 }

@@ -26,7 +26,8 @@ const Files& filesOf(const std::string& name, const std::function<Scene()>& make
     const auto found = written.find(name);
     if (found != written.end())
         return found->second;
-    Files files{temporary(name + ".kb"), temporary(name + ".glb")};
+    std::filesystem::create_directories(temporary(name));
+    Files files{temporary(name + "/scene.kb"), temporary(name + "/scene.glb")};
     const Scene scene = make();
     writeKelda(scene, files.kb);
     writeGlb(scene, files.glb);
@@ -41,6 +42,10 @@ const Files& s1()
 const Files& s2()
 {
     return filesOf("S2", [] { return manyNodes(); });
+}
+const Files& s3()
+{
+    return filesOf("S3", [] { return texturedMeshes(); });
 }
 
 void addCase(const char* name, const std::function<void(benchmark::State&)>& run)

@@ -19,10 +19,11 @@ struct Files {
     std::string glb;
 };
 
-/// Writes a scene once, in both forms.
+/// Writes a scene once, in both forms, into a folder of its own.
 const Files& filesOf(const std::string& name, const std::function<Scene()>& make);
 const Files& s1();
 const Files& s2();
+const Files& s3();
 
 /// A path in the temporary folder.
 std::string temporary(const std::string& name);

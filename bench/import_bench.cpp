@@ -75,6 +75,7 @@ int main(int argc, char** argv)
         addCase("S2/assimp_fast", [=](benchmark::State& state) { assimpLoad(state, s2().glb, fast); });
         addCase("S2/open", [](benchmark::State& state) { openFile(state, s2().kb); });
         addCase("S2/assimp_raw", [](benchmark::State& state) { assimpLoad(state, s2().glb, 0); });
+        addCase("S3/import", [](benchmark::State& state) { importFile(state, bench::s3().kb); });
 
         const auto run = [](benchmark::State& state, const std::string& file) {
             importFile(state, file, true);
@@ -82,6 +83,7 @@ int main(int argc, char** argv)
         bench::addGrowth("nodes_and_meshes", bench::manyNodes, {2000, 20000, 200000}, run);
         bench::addGrowth("triangles", bench::denseMesh, {20000, 200000, 2000000}, run);
         bench::addGrowth("instances", bench::instances, {1000, 10000, 100000}, run);
+        bench::addGrowth("materials", bench::texturedMeshes, {100, 1000, 10000}, run);
         bench::addGrowth("depth", bench::deepChain, {100, 1000, 10000}, run);
     });
 }

@@ -1,9 +1,9 @@
 // Peak memory of one import or export in a fresh process.
 //
-// scene_memory import FILE: the highest resident size during the import and the growth that remains, above
-// what the process held before. scene_memory export FILE: imports the file and exports it again as OUT.kb in
-// the temporary folder; the peak is that of the export, beside the bytes of the arrays that the writer hands
-// to the SDK for the largest mesh.
+// scene_memory import FILE: the time of the import, the highest resident size during it and the growth that
+// remains, above what the process held before. scene_memory export FILE: imports the file and exports it
+// again as OUT.kb in the temporary folder; the peak is that of the export, beside the bytes of the arrays
+// that the writer hands to the SDK for the largest mesh.
 
 #include <OpenSG/OSGAction.h>
 #include <OpenSG/OSGBaseFunctions.h>
@@ -14,6 +14,7 @@
 #include <zyKeldaSceneFileType.h>
 #include <zyUtils/zyLog.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -73,7 +74,9 @@ int main(int argc, char** argv)
     KLibrary::initialize("scene_memory", true);
 
     const double before = statusOf("VmRSS:");
+    const auto start = std::chrono::steady_clock::now();
     osg::NodePtr root = osg::SceneFileHandler::the()->read(argv[2]);
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
     if (root == osg::NullFC)
         return 1;
     const double importPeak = statusOf("VmHWM:") - before;
@@ -89,8 +92,8 @@ int main(int argc, char** argv)
         std::filesystem::remove(target);
         std::printf("arrays %.1f MB, peak %.1f MB, ratio %.2f\n", arrays / 1024, peak / 1024, peak / arrays);
     } else {
-        std::printf("graph %.1f MB, peak %.1f MB, ratio %.2f\n", graph / 1024, importPeak / 1024,
-                    importPeak / graph);
+        std::printf("%.1f ms, graph %.1f MB, peak %.1f MB, ratio %.2f\n", time.count(), graph / 1024,
+                    importPeak / 1024, importPeak / graph);
     }
     osg::subRefCP(root);
     return 0;

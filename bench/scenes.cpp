@@ -1,13 +1,16 @@
 #include "scenes.h"
 
+#include <OpenSG/OSGImage.h>
 #include <kelda/KEulerRotation.h>
 #include <kelda/KFileIO.h>
 #include <kelda/KFloatArray.h>
 #include <kelda/KFloatPointArray.h>
 #include <kelda/KFnDagNode.h>
 #include <kelda/KFnMesh.h>
+#include <kelda/KFnPhongShader.h>
 #include <kelda/KFnSet.h>
 #include <kelda/KFnTransform.h>
+#include <kelda/KGlobal.h>
 #include <kelda/KIntArray.h>
 #include <kelda/KVectorArray.h>
 
@@ -15,6 +18,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -161,6 +165,21 @@ Scene manyNodes(size_t nodes)
     return scene;
 }
 
+Scene texturedMeshes(size_t meshes)
+{
+    Random random(55);
+    Scene scene;
+    scene.groups = static_cast<int>(meshes);
+    scene.textured = true;
+    for (size_t i = 0; i < meshes; ++i) {
+        scene.nodes.push_back(placedNode(numbered("part", i), -1, 100, random));
+        scene.nodes.back().mesh = static_cast<int>(i);
+        scene.meshes.push_back(displacedTorus(numbered("own", i), 16, 16, 0.5, random));
+        scene.meshes.back().group = static_cast<int>(i);
+    }
+    return scene;
+}
+
 Scene deepChain(size_t levels)
 {
     Random random(33);
@@ -238,18 +257,70 @@ KObject createMesh(const Mesh& mesh, const KObject& transform)
     check(fn.assignUVs(counts, connects), "assign UVs");
     return shape;
 }
+
+std::string pictureOf(size_t group)
+{
+    return "textures/" + numbered("picture", group) + ".png";
+}
+
+void connect(const std::string& source, const std::string& destination)
+{
+    const std::string command = "connectAttr \"" + source + "\" \"" + destination + "\"";
+    check(KGlobal::executeCommand(command.c_str(), false, false), "connect");
+}
+
+// A shading group with a shader, which has a texture if that is asked for.
+KObject createGroup(size_t number, bool textured)
+{
+    KStatus status;
+    KFnSet group;
+    const KObject object = group.create(numbered("group", number).c_str(), true, &status);
+    check(status, "create set");
+    KFnPhongShader shader;
+    shader.create(true, &status);
+    check(status, "create shader");
+    shader.setName(numbered("shader", number).c_str());
+    connect(numbered("shader", number) + ".outColor", numbered("group", number) + ".surfaceShader");
+    if (textured) {
+        KFnDependencyNode file;
+        file.create("file", &status);
+        check(status, "create file texture");
+        file.setName(numbered("file", number).c_str());
+        check(file.findPlug("fileTextureName").setValue(KString(pictureOf(number))), "name of a picture");
+        connect(numbered("file", number) + ".outColor", numbered("shader", number) + ".color");
+    }
+    return object;
+}
+
+// Patches of noise, so that a picture does not compress to nothing.
+void writePictures(const Scene& scene, const std::filesystem::path& folder)
+{
+    const int size = 64;
+    Random random(66);
+    std::filesystem::create_directories(folder / "textures");
+    osg::ImagePtr image = osg::Image::create();
+    osg::addRefCP(image);
+    for (int i = 0; i < scene.groups; ++i) {
+        std::vector<osg::UInt8> texels;
+        for (int texel = 0; texel < size * size; ++texel) {
+            for (int channel = 0; channel < 3; ++channel)
+                texels.push_back(static_cast<osg::UInt8>(0x55 * (texel / 8 % 3) + random.below(16)));
+        }
+        const std::string file = (folder / pictureOf(static_cast<size_t>(i))).string();
+        if (!image->set(osg::Image::OSG_RGB_PF, size, size, 1, 1, 1, 0, texels.data()) ||
+            !image->write(file.c_str()))
+            throw std::runtime_error("write " + file);
+    }
+    osg::subRefCP(image);
+}
 } // namespace
 
 void buildInSdk(const Scene& scene)
 {
     check(KFileIO::newFile(true), "new scene");
     std::vector<KObject> groups;
-    for (int i = 0; i < scene.groups; ++i) {
-        KFnSet fn;
-        KStatus status;
-        groups.push_back(fn.create(numbered("group", static_cast<size_t>(i)).c_str(), true, &status));
-        check(status, "create set");
-    }
+    for (int i = 0; i < scene.groups; ++i)
+        groups.push_back(createGroup(static_cast<size_t>(i), scene.textured));
     std::vector<KObject> transforms;
     std::vector<KObject> shapes(scene.meshes.size());
     for (const Node& node : scene.nodes) {
@@ -283,6 +354,8 @@ void buildInSdk(const Scene& scene)
 void writeKelda(const Scene& scene, const std::string& path)
 {
     buildInSdk(scene);
+    if (scene.textured)
+        writePictures(scene, std::filesystem::path(path).parent_path());
     check(KFileIO::saveAs(path.c_str(), nullptr, true), "save");
     check(KFileIO::newFile(true), "new scene");
 }

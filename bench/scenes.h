@@ -12,7 +12,7 @@ namespace bench
 
 struct Mesh {
     std::string name;
-    int group = 0;                ///< shading group
+    int group = 0;                ///< shading group, each with a shader of its own
     std::vector<float> positions; ///< x, y, z of each vertex
     std::vector<float> normals;   ///< x, y, z of each vertex
     std::vector<float> uvs;       ///< u, v of each vertex
@@ -35,6 +35,7 @@ struct Scene {
     std::vector<Mesh> meshes;
     std::vector<Node> nodes;
     int groups = 1;
+    bool textured = false; ///< each shader shows a picture of its own, 64 x 64 RGB, beside the scene
 
     size_t drawnTriangles() const;
 };
@@ -46,6 +47,9 @@ Scene denseMesh(size_t triangles = 2000000);
 /// every second one places one of 50 shared meshes, the others one of their own.
 Scene manyNodes(size_t nodes = 20000);
 
+/// S3: meshes of 512 triangles, each with a shading group and a picture of its own.
+Scene texturedMeshes(size_t meshes = 1000);
+
 /// A chain of transforms with one small mesh at its end.
 Scene deepChain(size_t levels);
 
@@ -55,10 +59,10 @@ Scene instances(size_t uses);
 /// Builds the scene in the SDK's present scene.
 void buildInSdk(const Scene& scene);
 
-/// Writes the scene through the SDK.
+/// Writes the scene through the SDK, its pictures into the folder "textures" beside it.
 void writeKelda(const Scene& scene, const std::string& path);
 
-/// Writes the same scene as binary glTF, instances kept.
+/// Writes the same scene as binary glTF, instances kept, without textures.
 void writeGlb(const Scene& scene, const std::string& path);
 
 } // namespace bench

@@ -1,7 +1,8 @@
-// write_scenes FOLDER: writes the scenes S1 and S2 there, as .kb and .glb.
+// write_scenes FOLDER: writes the scenes S1, S2 and S3 there, as .kb, the first two also as .glb.
 
 #include "scenes.h"
 
+#include <OpenSG/OSGBaseFunctions.h>
 #include <kelda/KLibrary.h>
 
 #include <cstdio>
@@ -14,6 +15,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "usage: write_scenes FOLDER\n");
         return 2;
     }
+    osg::osgInit(argc, argv);
     try {
         if (KLibrary::initialize("write_scenes", true).error())
             return 1;
@@ -24,6 +26,7 @@ int main(int argc, char** argv)
         const bench::Scene s2 = bench::manyNodes();
         bench::writeKelda(s2, folder + "/S2.kb");
         bench::writeGlb(s2, folder + "/S2.glb");
+        bench::writeKelda(bench::texturedMeshes(), folder + "/S3.kb");
     } catch (const std::exception& error) {
         std::fprintf(stderr, "write_scenes: %s\n", error.what());
         return 1;
