@@ -40,6 +40,16 @@ osg::MaterialPtr named(const std::string& name, const osg::MaterialPtr& material
     return material;
 }
 
+/// Holds on to a container until the process ends: a test uses the ones that it wants, none or one of them.
+template <class ContainerPtr>
+ContainerPtr kept(ContainerPtr container)
+{
+    static auto* const all = new std::vector<ContainerPtr>; // reachable also when statics are gone
+    osg::addRefCP(container);
+    all->push_back(container);
+    return container;
+}
+
 /// Collects materials by name.
 class List
 {
@@ -50,7 +60,7 @@ public:
     }
     void add(const std::string& name, const osg::MaterialPtr& material, const std::vector<std::string>& codes)
     {
-        all.push_back({name, named(name, material), codes});
+        all.push_back({name, kept(named(name, material)), codes});
     }
 
     std::vector<LossyMaterial> all;
@@ -220,7 +230,7 @@ std::vector<LossyMaterial> makeLossyProjections()
              {makeColors(1, 0, 0), texture(),
               changed(makeTexGen(x, y),
                       [](const osg::TexGenChunkPtr& chunk) {
-                          chunk->setSBeacon(osg::makeCoredNode<osg::Group>());
+                          chunk->setSBeacon(kept(osg::makeCoredNode<osg::Group>()));
                       })},
              {"texgen-further", "texture-gain"});
     return list.all;
