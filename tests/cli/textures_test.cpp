@@ -96,11 +96,11 @@ protected:
 
 TEST_F(Textures, thatAreNotFoundAreToldWithAllPlacesTried)
 {
-    const std::string scene = saveTextured("car.ka", "C:/work/tex/wood.jpg ");
+    const std::string scene = saveTextured("car.ka", "C:/art/tex/wood.jpg ");
     const Outcome text = runZyscene({"info", scene});
     EXPECT_EQ(0, text.exit);
-    EXPECT_EQ("zyscene: warning: car.ka: texture 'C:\\work\\tex\\wood.jpg' was not found; tried "
-              "'C:\\work\\tex\\wood.jpg', 'wood.jpg', 'sourceimages\\wood.jpg', 'tex\\wood.jpg'\n",
+    EXPECT_EQ("zyscene: warning: car.ka: texture 'C:\\art\\tex\\wood.jpg' was not found; tried "
+              "'C:\\art\\tex\\wood.jpg', 'wood.jpg', 'sourceimages\\wood.jpg', 'tex\\wood.jpg'\n",
               text.err);
     EXPECT_THAT(text.out, Not(HasSubstr("  texture  ")));
 
@@ -109,7 +109,7 @@ TEST_F(Textures, thatAreNotFoundAreToldWithAllPlacesTried)
     ASSERT_EQ(1u, missing.size());
     EXPECT_EQ("warning", missing[0]["severity"]);
     EXPECT_EQ("car.ka", missing[0]["file"]);
-    EXPECT_EQ((std::vector<std::string>{"C:\\work\\tex\\wood.jpg", "wood.jpg", "sourceimages\\wood.jpg",
+    EXPECT_EQ((std::vector<std::string>{"C:\\art\\tex\\wood.jpg", "wood.jpg", "sourceimages\\wood.jpg",
                                         "tex\\wood.jpg"}),
               missing[0]["tried"].get<std::vector<std::string>>());
     EXPECT_THAT(run.out, Not(HasSubstr(folder.path())));
@@ -189,7 +189,7 @@ TEST_F(Textures, ofOtherFormatsAreToldToo)
 
 TEST_F(Textures, ofFurtherFoldersMakeTheSceneWhatItWouldBeWithThemInPlace)
 {
-    const std::string scene = saveTextured("car.ka", "C:/work/tex/wood.jpg");
+    const std::string scene = saveTextured("car.ka", "C:/art/tex/wood.jpg");
     saveImage("textures/wood.jpg", 7);
     const Outcome found =
         runZyscene({"--json", "info", "--search", folder / "textures", "--search", folder.path(), scene});
@@ -197,7 +197,7 @@ TEST_F(Textures, ofFurtherFoldersMakeTheSceneWhatItWouldBeWithThemInPlace)
     const std::vector<json> relinked = issuesOf(found, "texture-relinked");
     ASSERT_EQ(1u, relinked.size());
     EXPECT_EQ("note", relinked[0]["severity"]);
-    EXPECT_EQ("texture 'C:\\work\\tex\\wood.jpg' was found in 'textures'", relinked[0]["message"]);
+    EXPECT_EQ("texture 'C:\\art\\tex\\wood.jpg' was found in 'textures'", relinked[0]["message"]);
     EXPECT_THAT(found.out, Not(HasSubstr(folder.path())));
 
     saveImage("tex/wood.jpg", 7);
