@@ -431,13 +431,16 @@ struct WheelPlace {
     double x, z, steering;
 };
 
+const WheelPlace wheels[] = {{"front_left", axleX, -trackZ, 12},
+                             {"front_right", axleX, trackZ, 12},
+                             {"rear_left", -axleX, -trackZ, 0},
+                             {"rear_right", -axleX, trackZ, 0}};
+
 void addWheels(const KObject& car)
 {
     KObject tyreShape;
     KObject rimShape;
-    for (const WheelPlace& wheel :
-         {WheelPlace{"front_left", axleX, -trackZ, 12}, WheelPlace{"front_right", axleX, trackZ, 12},
-          WheelPlace{"rear_left", -axleX, -trackZ, 0}, WheelPlace{"rear_right", -axleX, trackZ, 0}}) {
+    for (const WheelPlace& wheel : wheels) {
         const std::string name(wheel.name);
         // Steers about the wheel's own upright axis.
         const KObject group = makeTransform("wheel_" + name, car);
@@ -490,9 +493,7 @@ void addFenders(const KObject& car)
             points.push_back({edge[0] * halfSquare[i][0], edge[0] * halfSquare[i][1], edge[1],
                               i % 2 == 0 ? 1 : std::sqrt(0.5)});
     }
-    for (const WheelPlace& wheel :
-         {WheelPlace{"front_left", axleX, -trackZ, 0}, WheelPlace{"front_right", axleX, trackZ, 0},
-          WheelPlace{"rear_left", -axleX, -trackZ, 0}, WheelPlace{"rear_right", -axleX, trackZ, 0}}) {
+    for (const WheelPlace& wheel : wheels) {
         const std::string name = std::string("fender_") + wheel.name;
         const KObject fender = makeTransform(name, car);
         place(fender, wheel.x, axleY, wheel.z < 0 ? -86 : 86);

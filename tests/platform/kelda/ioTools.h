@@ -16,6 +16,12 @@
 #include <unistd.h>
 #include <vector>
 
+/// What an empty scene is as text.
+inline std::string emptySceneText()
+{
+    return "//Kelda ASCII 2017 scene\ncurrentUnit -linear \"centimeter\";\n//End of scene\n";
+}
+
 /// Starts the SDK once, gives each test an empty scene and a folder of its own, and gathers messages.
 class FileTest : public testing::Test
 {
@@ -86,6 +92,15 @@ protected:
         std::filesystem::remove(in("now.ka"));
         return text;
     }
+    /// Opens a scene that is given as text; `what` follows the file's name in the one error. Nothing is kept.
+    void expectError(const std::string& text, const std::string& what)
+    {
+        errors.clear();
+        EXPECT_EQ(openText(text), KStatus::kFailure) << text;
+        ASSERT_EQ(errors.size(), 1u) << text;
+        EXPECT_EQ(errors[0], in("scene.ka") + ":" + what);
+        EXPECT_EQ(sceneText(), emptySceneText());
+    }
     std::string lastError() const { return errors.empty() ? "" : errors.back(); }
 
     std::filesystem::path folder;
@@ -93,9 +108,3 @@ protected:
     std::vector<std::string> warnings;
     std::vector<std::string> infos;
 };
-
-/// What an empty scene is as text.
-inline std::string emptySceneText()
-{
-    return "//Kelda ASCII 2017 scene\ncurrentUnit -linear \"centimeter\";\n//End of scene\n";
-}

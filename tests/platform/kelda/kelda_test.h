@@ -63,6 +63,16 @@ protected:
         return run(script) == "FAILED" && messages.size() == 1 ? messages[0] : std::string();
     }
 
+    /// An operation is called, once: it fails on demand and otherwise succeeds.
+    static void expectFailure(const char* operation, const std::function<KStatus()>& call)
+    {
+        KFaults::failCall(operation);
+        EXPECT_EQ(call(), KStatus::kFailure) << operation;
+        EXPECT_EQ(KFaults::calls(operation), 1u) << operation;
+        KFaults::clear();
+        EXPECT_EQ(call(), KStatus::kSuccess) << operation;
+    }
+
     static KDagPath path(const std::string& fullName)
     {
         for (KItDag it; !it.isDone(); it.next()) {

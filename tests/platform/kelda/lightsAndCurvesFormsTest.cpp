@@ -26,14 +26,6 @@ protected:
         ASSERT_EQ(KFileIO::saveAs(in("again.kb")), KStatus::kSuccess);
         EXPECT_EQ(read(in("again.kb")), bytes);
     }
-    void expectError(const std::string& text, const std::string& what)
-    {
-        errors.clear();
-        EXPECT_EQ(openText(text), KStatus::kFailure) << text;
-        ASSERT_EQ(errors.size(), 1u) << text;
-        EXPECT_EQ(errors[0], in("scene.ka") + ":" + what);
-        EXPECT_EQ(sceneText(), emptySceneText());
-    }
     static KObject node(const char* name)
     {
         KObject found;

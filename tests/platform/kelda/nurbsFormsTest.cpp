@@ -92,14 +92,6 @@ protected:
         ASSERT_EQ(KFileIO::saveAs(in("2.kb")), KStatus::kSuccess);
         EXPECT_EQ(read(in("1.kb")), read(in("2.kb")));
     }
-    void expectError(const std::string& text, const std::string& what)
-    {
-        errors.clear();
-        EXPECT_EQ(openText(text), KStatus::kFailure) << text;
-        ASSERT_EQ(errors.size(), 1u) << text;
-        EXPECT_EQ(errors[0], in("scene.ka") + ":" + what);
-        EXPECT_EQ(sceneText(), emptySceneText());
-    }
     void expectPlateError(const std::vector<Boundary>& boundaries, const std::string& what)
     {
         expectError(kHeader + kPlate + trimsOf(boundaries),

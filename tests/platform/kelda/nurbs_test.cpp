@@ -852,42 +852,35 @@ TEST_F(Nurbs, copiesAndInstancesKeepSurfaceAndTrimming)
 
 TEST_F(Nurbs, everyOperationCanFail)
 {
-    const auto fails = [](const char* operation, const std::function<KStatus()>& call) {
-        KFaults::failCall(operation);
-        EXPECT_EQ(call(), KStatus::kFailure) << operation;
-        EXPECT_EQ(KFaults::calls(operation), 1u) << operation;
-        KFaults::clear();
-        EXPECT_EQ(call(), KStatus::kSuccess) << operation;
-    };
     KStatus s;
     Surface surface;
-    fails("KFnNurbsSurface::create", [&] {
+    expectFailure("KFnNurbsSurface::create", [&] {
         surface.create(sheet(2, 2), numbers({0, 1}), numbers({0, 1}), 1, 1, Surface::kOpen, Surface::kOpen,
                        false, KObject::kNullObj, &s);
         return s;
     });
     EXPECT_EQ(walk().size(), 2u);
     const KDagPath at = path("|transform1|nurbsSurfaceShape1");
-    fails("KFnNurbsSurface::KFnNurbsSurface", [&] { return Surface(at, &s), s; });
+    expectFailure("KFnNurbsSurface::KFnNurbsSurface", [&] { return Surface(at, &s), s; });
     KPoint cv;
     KDoubleArray knots;
-    fails("KFnNurbsSurface::getCV", [&] { return surface.getCV(0, 0, cv); });
-    fails("KFnNurbsSurface::getKnotsInU", [&] { return surface.getKnotsInU(knots); });
-    fails("KFnNurbsSurface::getKnotsInV", [&] { return surface.getKnotsInV(knots); });
+    expectFailure("KFnNurbsSurface::getCV", [&] { return surface.getCV(0, 0, cv); });
+    expectFailure("KFnNurbsSurface::getKnotsInU", [&] { return surface.getKnotsInU(knots); });
+    expectFailure("KFnNurbsSurface::getKnotsInV", [&] { return surface.getKnotsInV(knots); });
     const KTrimBoundaryArray all = boundaries({square(0, 1)});
-    fails("KFnNurbsSurface::trimWithBoundaries", [&] { return surface.trimWithBoundaries(all); });
-    fails("KFnNurbsSurface::boundaryType", [&] { return surface.boundaryType(0, 0, &s), s; });
+    expectFailure("KFnNurbsSurface::trimWithBoundaries", [&] { return surface.trimWithBoundaries(all); });
+    expectFailure("KFnNurbsSurface::boundaryType", [&] { return surface.boundaryType(0, 0, &s), s; });
     KTrimBoundaryArray got;
-    fails("KFnNurbsSurface::getTrimBoundaries", [&] { return surface.getTrimBoundaries(got, 0); });
+    expectFailure("KFnNurbsSurface::getTrimBoundaries", [&] { return surface.getTrimBoundaries(got, 0); });
     const KObject data = got[0][0];
-    fails("KFnNurbsCurveData::create", [&] { return KFnNurbsCurveData().create(&s), s; });
-    fails("KFnNurbsCurve::KFnNurbsCurve", [&] { return Curve(data, &s), s; });
+    expectFailure("KFnNurbsCurveData::create", [&] { return KFnNurbsCurveData().create(&s), s; });
+    expectFailure("KFnNurbsCurve::KFnNurbsCurve", [&] { return Curve(data, &s), s; });
     Curve curve(data);
     KPointArray cvs;
-    fails("KFnNurbsCurve::getCVs", [&] { return curve.getCVs(cvs); });
-    fails("KFnNurbsCurve::getKnots", [&] { return curve.getKnots(knots); });
-    fails("KFnNurbsCurve::create",
-          [&] { return curve.create(cvs, knots, 1, Curve::kOpen, true, false, data, &s), s; });
+    expectFailure("KFnNurbsCurve::getCVs", [&] { return curve.getCVs(cvs); });
+    expectFailure("KFnNurbsCurve::getKnots", [&] { return curve.getKnots(knots); });
+    expectFailure("KFnNurbsCurve::create",
+                  [&] { return curve.create(cvs, knots, 1, Curve::kOpen, true, false, data, &s), s; });
     // A fault can carry another status.
     KFaults::failCallWith(KStatus::kInsufficientMemory, "KFnNurbsSurface::trimWithBoundaries");
     EXPECT_EQ(surface.trimWithBoundaries(all), KStatus::kInsufficientMemory);

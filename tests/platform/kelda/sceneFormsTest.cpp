@@ -33,15 +33,6 @@ protected:
         EXPECT_EQ(KFileIO::saveAs(in("scene.kb")), KStatus::kSuccess) << lastError();
         return read(in("scene.kb"));
     }
-
-    void expectError(const std::string& text, const std::string& what)
-    {
-        errors.clear();
-        EXPECT_EQ(openText(text), KStatus::kFailure) << text;
-        ASSERT_EQ(errors.size(), 1u) << text;
-        EXPECT_EQ(errors[0], in("scene.ka") + ":" + what);
-        EXPECT_EQ(sceneText(), emptySceneText());
-    }
 };
 
 const std::string kHeader = "//Kelda ASCII 2017 scene\n";

@@ -14,8 +14,6 @@ public:
     /// The path of a light, or of a transform: then the first light below it that is no intermediate object.
     explicit KFnLight(const KDagPath& path, KStatus* status = nullptr);
     KFn::Type type() const override;
-    using KFnDagNode::setObject;
-    KStatus setObject(const KDagPath& path);
 
     KColor color(KStatus* status = nullptr) const;
     KStatus setColor(const KColor& color);

@@ -44,6 +44,18 @@ inline Node* nodeOf(const KObject& object)
     Scene& scene = Scene::current();
     return object.epoch() == scene.epoch() ? scene.node(object.nodeId()) : nullptr;
 }
+/// The node that a function set of one type is attached to: what is attached is of the type, but may be gone.
+/// Null then, with the status, and before the SDK is up.
+template <class NodeT>
+NodeT* attachedNode(const KObject& object, KStatus* status)
+{
+    if (give(status, enter()).error())
+        return nullptr;
+    Node* node = nodeOf(object);
+    if (!node)
+        give(status, KStatus(KStatus::kInvalidParameter));
+    return static_cast<NodeT*>(node);
+}
 inline DagNode* dagOf(const KObject& object)
 {
     Node* node = nodeOf(object);

@@ -53,14 +53,8 @@ namespace
 
 KeyData* keysOf(const KObject& object, KStatus* status)
 {
-    if (give(status, enter()).error())
-        return nullptr;
-    Node* node = nodeOf(object);
-    if (!node) {
-        give(status, KStatus(KStatus::kInvalidParameter));
-        return nullptr;
-    }
-    return &static_cast<AnimCurveNode*>(node)->keys; // only curves can be attached
+    AnimCurveNode* node = attachedNode<AnimCurveNode>(object, status);
+    return node ? &node->keys : nullptr;
 }
 
 /// The same, for a call about one key.

@@ -26,25 +26,6 @@ KFn::Type KFnLight::type() const
     return KFn::kLight;
 }
 
-KStatus KFnLight::setObject(const KDagPath& path)
-{
-    const KStatus entered = enter();
-    if (entered.error())
-        return entered;
-    const DagNode* node = dagOf(path);
-    if (!node || !node->isA(KFn::kTransform))
-        return KFnDagNode::setObject(path);
-    for (NodeId id : node->children) {
-        const DagNode* child = Scene::current().dag(id);
-        if (child->intermediate || !child->isA(type()))
-            continue;
-        KDagPath shape = path;
-        const KStatus pushed = shape.push(objectOf(id));
-        return pushed.error() ? pushed : KFnDagNode::setObject(shape);
-    }
-    return KStatus::kInvalidParameter;
-}
-
 KObject KFnLight::createLight(const char* operation, const char* typeName, const KObject& parent,
                               KStatus* status)
 {

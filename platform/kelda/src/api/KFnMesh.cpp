@@ -35,14 +35,8 @@ namespace
 
 MeshData* dataOf(const KObject& object, KStatus* status)
 {
-    if (give(status, enter()).error())
-        return nullptr;
-    Node* node = nodeOf(object);
-    if (!node) {
-        give(status, KStatus(KStatus::kInvalidParameter));
-        return nullptr;
-    }
-    return &static_cast<MeshNode*>(node)->mesh; // only meshes can be attached
+    MeshNode* node = attachedNode<MeshNode>(object, status);
+    return node ? &node->mesh : nullptr;
 }
 
 /// 0, 1, 2, ...: what a mesh whose faces share nothing is made with.

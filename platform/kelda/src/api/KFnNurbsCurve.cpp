@@ -56,12 +56,8 @@ const CurveData* dataOf(const KObject& object, KStatus* status)
         return nullptr;
     if (const CurveObject* held = curveObjectOf(object))
         return held->curve.get();
-    const Node* node = nodeOf(object);
-    if (!node) {
-        give(status, KStatus(KStatus::kInvalidParameter));
-        return nullptr;
-    }
-    return &static_cast<const CurveNode*>(node)->curve; // only curves can be attached
+    const CurveNode* node = attachedNode<CurveNode>(object, status);
+    return node ? &node->curve : nullptr;
 }
 
 /// The same for what needs a curve that has been made.

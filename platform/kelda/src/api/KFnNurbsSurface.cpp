@@ -30,14 +30,8 @@ namespace
 
 SurfaceData* dataOf(const KObject& object, KStatus* status)
 {
-    if (give(status, enter()).error())
-        return nullptr;
-    Node* node = nodeOf(object);
-    if (!node) {
-        give(status, KStatus(KStatus::kInvalidParameter));
-        return nullptr;
-    }
-    return &static_cast<SurfaceNode*>(node)->surface; // only surfaces can be attached
+    SurfaceNode* node = attachedNode<SurfaceNode>(object, status);
+    return node ? &node->surface : nullptr;
 }
 
 /// The same for what needs a surface that has been made.

@@ -38,14 +38,8 @@ namespace
 
 TransformData* dataOf(const KObject& object, KStatus* status)
 {
-    if (give(status, enter()).error())
-        return nullptr;
-    Node* node = nodeOf(object);
-    if (!node) {
-        give(status, KStatus(KStatus::kInvalidParameter));
-        return nullptr;
-    }
-    return &static_cast<TransformNode*>(node)->transform; // only transforms can be attached
+    TransformNode* node = attachedNode<TransformNode>(object, status);
+    return node ? &node->transform : nullptr;
 }
 
 bool isLocal(KSpace::Space space)

@@ -141,6 +141,18 @@ private:
     }
     bool sinkFailed() { return failRecord(_sink.error()); }
     bool malformed() { return failRecord("the record is not well formed"); }
+    /// Ends a record of what a node holds beside attributes: hands it on, unless the node is skipped.
+    template <class Data>
+    bool finishContent(const Cursor& record, bool (SceneSink::*take)(Data&), Data& data)
+    {
+        if (record.left() != 0)
+            return malformed();
+        if (_skipValues)
+            return true;
+        if (!_type)
+            return malformed();
+        return (_sink.*take)(data) || sinkFailed();
+    }
     bool unknown(const std::string& what)
     {
         if (_header.version <= static_cast<uint32_t>(kSceneVersion))
@@ -591,13 +603,7 @@ bool BinaryReader::takeMesh(Cursor record)
         if (!readArray(count, uHash, set.u) || !readArray(count, vHash, set.v) || !readIds(record, set.ids))
             return false;
     }
-    if (record.left() != 0)
-        return malformed();
-    if (_skipValues)
-        return true;
-    if (!_type)
-        return malformed();
-    return _sink.mesh(mesh) || sinkFailed();
+    return finishContent(record, &SceneSink::mesh, mesh);
 }
 
 bool BinaryReader::takeKeys(Cursor record)
@@ -605,13 +611,7 @@ bool BinaryReader::takeKeys(Cursor record)
     KeyData keys;
     if (!readArray(record, keys.times) || !readArray(record, keys.values))
         return false;
-    if (record.left() != 0)
-        return malformed();
-    if (_skipValues)
-        return true;
-    if (!_type)
-        return malformed();
-    return _sink.keys(keys) || sinkFailed();
+    return finishContent(record, &SceneSink::keys, keys);
 }
 
 bool BinaryReader::takeSurface(Cursor record)
@@ -635,14 +635,10 @@ bool BinaryReader::takeSurface(Cursor record)
         if (!readArray(record, trims.boundaries) || !readArray(record, trims.curves) ||
             !readArray(record, trims.knots) || !readArray(record, trims.cvs))
             return false;
-        if (trims.empty() || record.left() != 0)
+        if (trims.empty())
             return malformed();
     }
-    if (_skipValues)
-        return true;
-    if (!_type)
-        return malformed();
-    return _sink.surface(surface) || sinkFailed();
+    return finishContent(record, &SceneSink::surface, surface);
 }
 
 bool BinaryReader::takeCurve(Cursor record)
@@ -654,13 +650,7 @@ bool BinaryReader::takeCurve(Cursor record)
     curve.rational = rational != 0;
     if (!readArray(record, curve.knots) || !readArray(record, curve.cvs))
         return false;
-    if (record.left() != 0)
-        return malformed();
-    if (_skipValues)
-        return true;
-    if (!_type)
-        return malformed();
-    return _sink.curve(curve) || sinkFailed();
+    return finishContent(record, &SceneSink::curve, curve);
 }
 
 // -- Relations ------------------------------------------------------------------------------------
