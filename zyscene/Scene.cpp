@@ -13,13 +13,13 @@
 #include <zyOpenSGUtils/zyNodeUtils.h>
 #include <zyUtils/zyFile.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <system_error>
+#include <unordered_set>
 
 namespace zyscene
 {
@@ -284,9 +284,15 @@ std::string reasonOfImage(const std::vector<Message>& said)
 }
 } // namespace
 
+// What is wrong with a scene that can be read, to be reported when it has been.
+struct SceneReader::Findings {
+    std::vector<Issue> issues;
+    std::unordered_set<std::string> unreadable; ///< what was said of textures: once for each
+};
+
 // Takes a message into the scene's record, with paths of the scene's directory made relative.
 void SceneReader::take(Scene& scene, Message message, const std::string& shown, const TextureSearch& search,
-                       std::vector<Issue>& issues)
+                       Findings& findings)
 {
     stripDirectory(message.text, scene._directory);
     _context.console.note(lineOf(message));
@@ -297,9 +303,8 @@ void SceneReader::take(Scene& scene, Message message, const std::string& shown, 
     if (isAboutTexture(message, name)) {
         message.told = true;
         const std::string text = "texture '" + name + "' cannot be read: " + reasonOfImage(scene.messages());
-        const auto isSame = [&text](const Issue& issue) { return issue.message == text; };
-        if (!search.lastIsMissing() && std::none_of(issues.begin(), issues.end(), isSame))
-            issues.push_back({"texture-unreadable", Issue::Warning, shown, "", text});
+        if (!search.lastIsMissing() && findings.unreadable.insert(text).second)
+            findings.issues.push_back({"texture-unreadable", Issue::Warning, shown, "", text});
     }
     scene.add(std::move(message));
 }
@@ -329,22 +334,22 @@ bool SceneReader::read(const std::string& file, Scene& scene)
     // Absolute: relative names with a colon or a dollar sign mean something to the handler's search.
     const std::filesystem::path path = std::filesystem::absolute(file).lexically_normal();
     scene._directory = path.parent_path().string();
-    std::vector<Issue> issues;
+    Findings findings;
     osg::NodePtr root;
     const TextureSearch search(path.string(), _searchFolders);
     {
         ProgressBar bar(_context.console, "reading " + shown);
-        Capture capture([&](Message message) { take(scene, std::move(message), shown, search, issues); });
+        Capture capture([&](Message message) { take(scene, std::move(message), shown, search, findings); });
         ListenToProgress progress([&](osg::UInt32 percent) {
             scene._progress.add(percent);
             bar.update(percent);
         });
         ObserveRepairs observe([&](const zyNodeUtils::Repair& repair) {
             if (repair.primitives != 0) {
-                issues.push_back({"primitives-dropped", Issue::Warning, shown, repair.nodeName,
-                                  "node '" + repair.nodeName +
-                                      "': " + plural(repair.primitives, "primitive") + " (" +
-                                      plural(repair.triangles, "triangle") + ") dropped: " + repair.what});
+                findings.issues.push_back(
+                    {"primitives-dropped", Issue::Warning, shown, repair.nodeName,
+                     "node '" + repair.nodeName + "': " + plural(repair.primitives, "primitive") + " (" +
+                         plural(repair.triangles, "triangle") + ") dropped: " + repair.what});
             }
         });
 
@@ -373,7 +378,7 @@ bool SceneReader::read(const std::string& file, Scene& scene)
             _context.console.line(lineOf(message));
     }
     reportTextures(search, shown);
-    for (Issue& issue : issues)
+    for (Issue& issue : findings.issues)
         _context.report(std::move(issue));
     return true;
 }

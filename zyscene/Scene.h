@@ -91,8 +91,9 @@ public:
 
 private:
     bool isThere(const std::string& file);
+    struct Findings;
     void take(Scene& scene, Message message, const std::string& shown, const TextureSearch& search,
-              std::vector<Issue>& issues);
+              Findings& findings);
     void reportTextures(const TextureSearch& search, const std::string& shown);
 
     RunContext& _context;

@@ -65,18 +65,12 @@ bool SceneSaver::fail(const char* code, const std::string& message)
 
 bool SceneSaver::checkTarget()
 {
-    const std::filesystem::path path = std::filesystem::absolute(_target);
+    const std::string obstacle = StagedScene::obstacleTo(_target);
+    if (!obstacle.empty())
+        return fail("write-failed", "cannot be written: " + obstacle);
     std::error_code error;
-    const std::filesystem::file_status folder = std::filesystem::status(path.parent_path(), error);
-    if (folder.type() != std::filesystem::file_type::directory)
-        return fail("write-failed", "cannot be written: there is no such folder");
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (std::filesystem::exists(status)) {
-        if (status.type() != std::filesystem::file_type::regular)
-            return fail("write-failed", "cannot be written: is there already and is no regular file");
-        if (!_clobber)
-            return fail("target-exists", "is there already and is not replaced");
-    }
+    if (!_clobber && std::filesystem::exists(_target, error))
+        return fail("target-exists", "is there already and is not replaced");
     _staged.emplace(_target);
     return true;
 }

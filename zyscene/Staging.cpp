@@ -225,6 +225,18 @@ std::string ofTexture(const std::string& shown, const std::string& problem)
 
 // -- Staging -----------------------------------------------------------------------------------------
 
+std::string StagedScene::obstacleTo(const std::string& target)
+{
+    const fs::path path = fs::absolute(target);
+    std::error_code error;
+    if (!fs::is_directory(path.parent_path(), error))
+        return "there is no such folder";
+    const fs::file_status status = fs::status(path, error);
+    if (fs::exists(status) && status.type() != fs::file_type::regular)
+        return "is there already and is no regular file";
+    return std::string();
+}
+
 StagedScene::StagedScene(const std::string& target) : _target(fs::absolute(target).lexically_normal())
 {
     std::error_code error;

@@ -36,7 +36,8 @@ private:
 /// their final names, and moved into place when they are whole. Until then the old ones stay as they are.
 /// The folder goes away with the object or with the process.
 ///
-/// Textures are in a folder beside the scene, named as the scene file less its last three characters.
+/// Textures are in a folder beside the scene, called like the scene file without its suffix: dot and two
+/// letters.
 class StagedScene
 {
 public:
@@ -45,6 +46,10 @@ public:
     explicit StagedScene(const std::string& target);
     StagedScene(const StagedScene&) = delete;
     StagedScene& operator=(const StagedScene&) = delete;
+
+    /// Looks whether a file can be made there: the folder exists, and what has its name is a regular file.
+    /// @return an empty text, or what stands in the way
+    static std::string obstacleTo(const std::string& target);
 
     /// Makes the folder.
     /// @return an empty text, or why it cannot be made

@@ -70,15 +70,13 @@ std::string TextureSearch::findElsewhere(const std::string& name)
             if (!std::filesystem::is_regular_file(path, error))
                 continue;
             _lastIsMissing = false;
-            const auto isSame = [&](const Relinked& known) { return known.name == tried.front(); };
-            if (std::none_of(_relinked.begin(), _relinked.end(), isSame))
+            if (_knownRelinked.insert(tried.front()).second)
                 _relinked.push_back({tried.front(), further});
             return path;
         }
     }
     _lastIsMissing = true;
-    const auto isSame = [&](const Missing& known) { return known.tried == tried; };
-    if (std::none_of(_missing.begin(), _missing.end(), isSame))
+    if (_knownMissing.insert(tried).second)
         _missing.push_back({tried.front(), tried});
     return std::string();
 }

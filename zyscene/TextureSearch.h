@@ -3,6 +3,7 @@
 #include <OpenSG/OSGPathHandler.h>
 #include <zyUtils/zyFile.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -68,6 +69,8 @@ private:
     bool _lastIsMissing = false;
     std::vector<Missing> _missing;
     std::vector<Relinked> _relinked;
+    std::set<std::vector<std::string>> _knownMissing;
+    std::set<std::string> _knownRelinked;
 };
 
 } // namespace zyscene

@@ -135,7 +135,8 @@ private:
         SceneSaver saver(context, _out, _exportOptions, !_noClobber);
         if (!saver.checkTarget() || !checkLossReport(context) || !reader.read(_in, result.scene))
             return ExitCode::Failed;
-        result.statistics = countScene(result.scene.root());
+        if (!context.json) // which does not tell them
+            result.statistics = countScene(result.scene.root());
         if (isKeldaScene(_out))
             result.losses = LossReport(result.scene.root());
 

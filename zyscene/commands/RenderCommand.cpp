@@ -16,13 +16,11 @@
 
 #include <array>
 #include <charconv>
-#include <filesystem>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 namespace zyscene
@@ -104,16 +102,10 @@ public:
     /// @return an empty text, or why not
     std::string check()
     {
-        namespace fs = std::filesystem;
-        const fs::path path = fs::absolute(_target);
-        std::error_code error;
-        if (!fs::is_directory(path.parent_path(), error))
-            return "there is no such folder";
-        const fs::file_status status = fs::status(path, error);
-        if (fs::exists(status) && status.type() != fs::file_type::regular)
-            return "is there already and is no regular file";
-        _staged.emplace(_target);
-        return {};
+        const std::string obstacle = StagedScene::obstacleTo(_target);
+        if (obstacle.empty())
+            _staged.emplace(_target);
+        return obstacle;
     }
 
     /// check() comes first.
